@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs, on a Debian machine, the packages that building and testing need; does nothing when
+# they are all present already.
+set -euo pipefail
+
+packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev "$@")
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  sudo_cmd=""
+  [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
+  $sudo_cmd apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq "${missing[@]}"
+fi

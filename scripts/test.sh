@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds and runs every test in both configurations: "DEBUG" (standard assertions active,
+# AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+status=0
+for config in Debug Release; do
+  dir="build/test-${config,,}"
+  sanitize=OFF
+  [ "$config" = Debug ] && sanitize=ON
+  echo "=== ${config} build (sanitizers: ${sanitize}) ==="
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE="$config" -DVESK3D_SANITIZE="$sanitize" >/dev/null
+  cmake --build "$dir" -j "$jobs"
+  echo "=== ${config} tests ==="
+  (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1500) || status=1
+done
+exit $status
