@@ -2,6 +2,7 @@
 // Vesk3D: the 3D Delaunay tetrahedralization library. Including this header gives a host program
 // the whole exported API of namespace VESK3D.
 #include <string>
+#include <vector>
 
 #include "Point3.h"
 #include "Vector3.h"
@@ -9,6 +10,37 @@
 #include "tools.h"
 
 namespace VESK3D {
+
+class Dt3;
+class Tet3;
+
+// The triangulation: insert points singly or in batches, then read back vertices, tetrahedra,
+// vertex stars and point locations. Point3* handles stay valid for the life of the object; a
+// Tet3* only until the next insertion, which may recycle it.
+class Vesk_3D {
+public:
+    Vesk_3D();
+    ~Vesk_3D();
+    Vesk_3D(const Vesk_3D&) = delete;
+    Vesk_3D& operator=(const Vesk_3D&) = delete;
+
+    // Returns the vertex of p: an existing one when an equal point was inserted before.
+    Point3* insert(Point3& p);
+    void insert(std::vector<Point3>& vPoints);
+    // vUserHandles (empty on entry) receives one vertex per input point.
+    void insert(std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles);
+
+    bool is3D() const;
+    void getVertices(std::vector<Point3*>& vVertices) const;
+    void getTetrahedra(std::vector<Tet3*>& vTetrahedra) const;
+    // The tetrahedron containing p, or null when p is outside the hull or nothing is triangulated.
+    Tet3* locate(const Point3& p);
+    void getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets);
+    void setVerbosity(bool bVerbose);
+
+private:
+    Dt3* pDt;
+};
 
 int getMajorVersionNumber();
 int getMinorVersionNumber();
