@@ -1,0 +1,136 @@
+#pragma once
+// Typed bump allocator: records come from large raw containers and are never freed one by one.
+// A reset makes every record free again at once; recycling single records is the owner's business.
+#include <cstdlib>
+#include <iostream>
+#include <vector>
+
+#include "tools.h"
+
+namespace VESK3D {
+
+namespace poolDetail {
+
+// Prints the assertion picture and ends the process with exit code 1. The library assertion
+// throws, but a pool that cannot serve requests (or was set up twice) leaves nothing an
+// exception handler could sensibly continue with, so the exception is caught right here.
+[[noreturn]] inline void dieAfterMessage(const char* source, const char* message)
+{
+    error(source, message);
+    try {
+        VESK_ASSERT(false);
+    } catch (const VeskException&) {
+    }
+    std::exit(1);
+}
+
+} // namespace poolDetail
+
+template <class T>
+class SimplePool {
+public:
+    SimplePool() = default;
+    SimplePool(const SimplePool&) = delete;
+    SimplePool& operator=(const SimplePool&) = delete;
+
+    ~SimplePool()
+    {
+        if (vContainers.size() > 50)
+            std::cout << "SimplePool::~SimplePool: Number of containers to release: " << vContainers.size()
+                      << std::endl;
+        release();
+    }
+
+    // increaseSize < 0 selects automatic growth, which needs initialSize >= 2 (the second
+    // container is half the first). Each container holds at most 100,000,000 bytes of records.
+    void init(int initialSize_, int increaseSize_)
+    {
+        if (initialized)
+            poolDetail::dieAfterMessage("SimplePool::init(..)", "This pool is already initialized");
+        limit = static_cast<int>(100000000 / sizeof(T));
+        if (limit == 1)
+            std::cout << "GeomPool::init(..), Warning: increaseLimit=1" << std::endl;
+        initialSize = initialSize_;
+        increaseSize = increaseSize_;
+        openContainer(initialSize);
+        initialized = true;
+    }
+
+    // Before init currentSize is -1, so the first request takes the slow path, which checks init.
+    T* getNewRecord()
+    {
+        ++currentIndex;
+        if (__builtin_expect(currentIndex < currentSize, 1))
+            return pCurrent + currentIndex;
+        return recordFromNewContainer();
+    }
+
+    void reset()
+    {
+        currentIndex = -1;
+        if (noGrowth)
+            return;
+        for (size_t i = 1; i < vContainers.size(); ++i)
+            std::free(vContainers[i]);
+        vContainers.resize(1);
+        pCurrent = vContainers.front();
+        currentSize = initialSize;
+        noGrowth = true;
+    }
+
+    // Read-only views for diagnostics and tests. Sizes keep their history across resets.
+    size_t getNumContainers() const { return vContainers.size(); }
+    const std::vector<int>& getContainerSizes() const { return vSizes; }
+
+private:
+    __attribute__((noinline)) T* recordFromNewContainer()
+    {
+        VESK_ASSERT(initialized);
+        openContainer(increaseSize);
+        ++currentIndex;
+        noGrowth = false;
+        return pCurrent;
+    }
+
+    void openContainer(int n)
+    {
+        if (n < 0) {
+            VESK_ASSERT(!vSizes.empty());
+            VESK_ASSERT(vSizes.back()>0);
+            n = vSizes.size() == 1 ? vSizes.back() / 2 : vSizes.back() * 2;
+            n = n < limit ? n : limit;
+        }
+        // An empty container would hand out memory past its end.
+        VESK_ASSERT(n>0);
+        vSizes.push_back(n);
+        T* pBlock = static_cast<T*>(std::malloc(static_cast<size_t>(n) * sizeof(T)));
+        if (pBlock == nullptr)
+            poolDetail::dieAfterMessage("SimplePool::alloc(..)", "Out of memory, sorry");
+        vContainers.push_back(pBlock);
+        pCurrent = pBlock;
+        currentSize = n;
+        currentIndex = -1;
+    }
+
+    void release()
+    {
+        for (T* pBlock : vContainers)
+            std::free(pBlock);
+        noGrowth = true;
+        vContainers.clear();
+    }
+
+    std::vector<T*> vContainers;
+    std::vector<int> vSizes;
+    T* pCurrent = nullptr;
+    int currentIndex = -1;
+    int currentSize = -1;
+    int initialSize = -1;
+    int increaseSize = -1;
+    // Named without the flag prefix: the failed assertion must read "initialized".
+    bool initialized = false;
+    bool noGrowth = true;
+    int limit = -1;
+};
+
+} // namespace VESK3D
