@@ -4,7 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "Ball3.h"
+#include "Bbox3.h"
 #include "Point3.h"
+#include "Segment3.h"
+#include "Triangle3.h"
 #include "Vector3.h"
 #include "VeskException.h"
 #include "tools.h"
