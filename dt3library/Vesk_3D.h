@@ -6,7 +6,10 @@
 
 #include "Ball3.h"
 #include "Bbox3.h"
+#include "Edge3.h"
+#include "Facet3.h"
 #include "Point3.h"
+#include "Tet3.h"
 #include "Segment3.h"
 #include "Triangle3.h"
 #include "Vector3.h"
