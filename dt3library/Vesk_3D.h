@@ -10,6 +10,7 @@
 #include "Facet3.h"
 #include "Point3.h"
 #include "Tet3.h"
+#include "TetAroundEdgeIterator.h"
 #include "Segment3.h"
 #include "Triangle3.h"
 #include "Vector3.h"
