@@ -1,0 +1,219 @@
+#include <SimplePool.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+// Lets an impossible allocation come back as null, as it does without the sanitizer, so that
+// the pool's own out-of-memory path is what gets tested.
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+#endif
+
+using namespace VESK3D;
+
+namespace {
+
+// Counts constructor runs: the pool hands out raw memory and must never construct records.
+struct Counted {
+    static int numConstructed;
+    Counted() { ++numConstructed; }
+    double payload[5];
+};
+int Counted::numConstructed = 0;
+
+struct Small {
+    double payload[4];
+};
+
+template <class T>
+std::vector<T*> requestRecords(SimplePool<T>& pool, int n)
+{
+    std::vector<T*> vRecords;
+    for (int i = 0; i < n; ++i)
+        vRecords.push_back(pool.getNewRecord());
+    return vRecords;
+}
+
+// Requests are served in order from contiguous containers, and no two records overlap. The number
+// of places where a record does not directly follow its predecessor is the number of containers - 1.
+template <class T>
+void expectContiguousDisjointRecords(const std::vector<T*>& vRecords, size_t numContainers)
+{
+    size_t numJumps = 0;
+    for (size_t i = 1; i < vRecords.size(); ++i)
+        if (vRecords[i] != vRecords[i - 1] + 1)
+            ++numJumps;
+    EXPECT_EQ(numJumps + 1, numContainers);
+
+    std::vector<std::uintptr_t> vAddresses;
+    for (T* p : vRecords)
+        vAddresses.push_back(reinterpret_cast<std::uintptr_t>(p));
+    std::sort(vAddresses.begin(), vAddresses.end());
+    for (size_t i = 1; i < vAddresses.size(); ++i)
+        ASSERT_GE(vAddresses[i] - vAddresses[i - 1], sizeof(T)) << "records overlap";
+}
+
+} // namespace
+
+TEST(SimplePool, AutomaticGrowthHalvesOnceThenDoubles)
+{
+    Counted::numConstructed = 0;
+    SimplePool<Counted> pool;
+    pool.init(28, -1);
+    std::vector<Counted*> vRecords = requestRecords(pool, 28);
+    EXPECT_EQ(pool.getNumContainers(), 1u);
+
+    const std::vector<std::pair<int, std::vector<int>>> steps = {
+        {29, {28, 14}}, {43, {28, 14, 28}}, {71, {28, 14, 28, 56}}, {127, {28, 14, 28, 56, 112}}};
+    int numRequested = 28;
+    for (const auto& step : steps) {
+        const std::vector<Counted*> vBefore = requestRecords(pool, step.first - 1 - numRequested);
+        EXPECT_EQ(pool.getContainerSizes().size(), step.second.size() - 1) << "opened too early, request " << step.first;
+        vRecords.insert(vRecords.end(), vBefore.begin(), vBefore.end());
+        vRecords.push_back(pool.getNewRecord());
+        EXPECT_EQ(pool.getContainerSizes(), step.second) << "request " << step.first;
+        numRequested = step.first;
+    }
+    expectContiguousDisjointRecords(vRecords, pool.getNumContainers());
+    EXPECT_EQ(Counted::numConstructed, 0);
+}
+
+TEST(SimplePool, FixedGrowthOpensContainersOfTheGivenSize)
+{
+    SimplePool<Small> pool;
+    pool.init(1024, 512);
+    std::vector<Small*> vRecords = requestRecords(pool, 1024);
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024}));
+    vRecords.push_back(pool.getNewRecord());
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512}));
+    const std::vector<Small*> vMore = requestRecords(pool, 1024);
+    vRecords.insert(vRecords.end(), vMore.begin(), vMore.end());
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512, 512, 512}));
+    expectContiguousDisjointRecords(vRecords, 4);
+}
+
+TEST(SimplePool, AutomaticGrowthIsCappedAtOneHundredMillionBytesPerContainer)
+{
+    // 25,000,000-byte records: at most 4 per container. The memory is never touched.
+    struct Huge {
+        char bytes[25000000];
+    };
+    SimplePool<Huge> pool;
+    pool.init(2, -1);
+    requestRecords(pool, 2 + 1 + 2 + 4 + 1);
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({2, 1, 2, 4, 4}));
+}
+
+TEST(SimplePool, GrowthLimitOfOneRecordIsWarnedAbout)
+{
+    struct Giant {
+        char bytes[60000000];
+    };
+    SimplePool<Giant> pool;
+    testing::internal::CaptureStdout();
+    pool.init(2, -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GeomPool::init(..), Warning: increaseLimit=1\n");
+}
+
+TEST(SimplePool, ResetFreesAllButTheFirstContainerAndRestartsThere)
+{
+    SimplePool<Small> pool;
+    pool.init(1024, 512);
+    const std::vector<Small*> vFirst = requestRecords(pool, 1100);
+    ASSERT_EQ(pool.getNumContainers(), 2u);
+    pool.reset();
+    EXPECT_EQ(pool.getNumContainers(), 1u);
+    const std::vector<Small*> vSecond = requestRecords(pool, 1025);
+    EXPECT_TRUE(std::equal(vSecond.begin(), vSecond.begin() + 1024, vFirst.begin()));
+    EXPECT_EQ(pool.getNumContainers(), 2u);
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512, 512}));
+}
+
+TEST(SimplePool, ResetWithoutOverflowOnlyRewinds)
+{
+    SimplePool<Small> pool;
+    pool.init(16, -1);
+    const std::vector<Small*> vFirst = requestRecords(pool, 10);
+    pool.reset();
+    EXPECT_EQ(requestRecords(pool, 10), vFirst);
+    EXPECT_EQ(pool.getNumContainers(), 1u);
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({16}));
+}
+
+TEST(SimplePool, AutomaticGrowthAfterResetContinuesFromTheLastSize)
+{
+    SimplePool<Small> pool;
+    pool.init(28, -1);
+    requestRecords(pool, 43);
+    pool.reset();
+    requestRecords(pool, 29);
+    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({28, 14, 28, 56}));
+}
+
+TEST(SimplePool, DestructionReportsOnlyMoreThanFiftyContainers)
+{
+    for (int numContainers : {50, 51}) {
+        testing::internal::CaptureStdout();
+        {
+            SimplePool<Small> pool;
+            pool.init(1, 1);
+            requestRecords(pool, numContainers);
+            ASSERT_EQ(pool.getNumContainers(), static_cast<size_t>(numContainers));
+        }
+        const std::string expected =
+            numContainers > 50 ? "SimplePool::~SimplePool: Number of containers to release: 51\n" : "";
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+    }
+}
+
+TEST(SimplePool, RequestBeforeInitFailsTheAssertion)
+{
+    SimplePool<Small> pool;
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(pool.getNewRecord(), VeskException);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ initialized failed ]"), std::string::npos);
+}
+
+TEST(SimplePool, EmptyContainerIsRefused)
+{
+    // Automatic growth from a single record would halve to an empty second container.
+    SimplePool<Small> pool;
+    pool.init(1, -1);
+    pool.getNewRecord();
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(pool.getNewRecord(), VeskException);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ n>0 failed ]"), std::string::npos);
+}
+
+TEST(SimplePoolDeathTest, FatalStatesPrintAndExitWithCodeOne)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    // The messages go to standard output; the child sends it to standard error for the matcher.
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            SimplePool<Small> pool;
+            pool.init(4, -1);
+            pool.init(4, -1);
+        },
+        testing::ExitedWithCode(1),
+        "\n      SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized\n"
+        "\n      Vesk, , ERROR: Condition \\[ false failed \\]\n      .*:[0-9]+\n");
+
+    struct Block {
+        char bytes[1 << 20];
+    };
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            SimplePool<Block> pool;
+            pool.init(1 << 30, -1);
+        },
+        testing::ExitedWithCode(1),
+        "\n      SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry\n"
+        "\n      Vesk, , ERROR: Condition \\[ false failed \\]\n");
+}
