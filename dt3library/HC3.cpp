@@ -1,0 +1,279 @@
+#include "HC3.h"
+
+#include <algorithm>
+#include <cassert>
+#include <iterator>
+#include <new>
+
+#include "tools.h"
+
+namespace VESK3D {
+
+namespace {
+
+// Row: octant 4*bx + 2*by + bz. Column: curve state. DIGIT is the octant's position along the
+// curve in that state, NEXT the state its sub-cube is refined in.
+constexpr uint32_t DIGIT[8][12] = {
+    {0, 0, 0, 2, 4, 6, 4, 6, 2, 2, 4, 6}, {1, 7, 3, 3, 3, 5, 7, 7, 5, 1, 5, 1},
+    {3, 1, 7, 1, 5, 1, 3, 5, 3, 5, 7, 7}, {2, 6, 4, 0, 2, 2, 0, 4, 4, 6, 6, 0},
+    {7, 3, 1, 5, 7, 7, 5, 1, 1, 3, 3, 5}, {6, 4, 2, 4, 0, 4, 6, 0, 6, 0, 2, 2},
+    {4, 2, 6, 6, 6, 0, 2, 2, 0, 4, 0, 4}, {5, 5, 5, 7, 1, 3, 1, 3, 7, 7, 1, 3}};
+constexpr uint32_t NEXT[8][12] = {
+    {1, 2, 0, 6, 11, 4, 5, 6, 10, 4, 7, 10}, {2, 6, 9, 0, 11, 4, 7, 1, 3, 4, 2, 3},
+    {3, 0, 10, 6, 0, 8, 5, 6, 1, 8, 11, 2},  {2, 7, 9, 11, 7, 8, 3, 10, 1, 8, 2, 6},
+    {4, 8, 1, 9, 5, 0, 1, 9, 10, 2, 7, 10},  {5, 8, 1, 0, 9, 6, 1, 4, 3, 7, 5, 3},
+    {3, 0, 11, 9, 0, 10, 11, 9, 5, 2, 8, 4}, {5, 7, 11, 8, 7, 6, 11, 10, 9, 3, 5, 4}};
+
+// Blocks are refilled to this size on every rebuild and split when a single insertion doubles one.
+constexpr size_t blockFill = 512;
+
+// Same order as Func_ltIdxVtxPtr(pEntry, probe) for the probe (key, p).
+bool entryBeforeProbe(const IdxVtx* pEntry, uint32_t key, const Point3* p)
+{
+    if (pEntry->hilbertIndex != key)
+        return pEntry->hilbertIndex < key;
+    return p != nullptr && *pEntry->pVtx < *p;
+}
+
+Tet3* incidentTet(const IdxVtx* pEntry)
+{
+    const Point3* pVtx = pEntry->pVtx;
+    VESK_ASSERT(pVtx!=0);
+    return pVtx->getOneTet();
+}
+
+} // namespace
+
+HC3::HC3() : rangeX(-1.0), rangeY(-1.0), rangeZ(-1.0), bValid(false), numEntries(0)
+{
+    vertexPool.init(4, -1);
+    entryPool.init(4, -1);
+}
+
+HC3::~HC3() {}
+
+uint32_t HC3::getHilbertIndex(const Point3& p) const
+{
+    assert(bValid);
+    double hx = rangeX / 2, hy = rangeY / 2, hz = rangeZ / 2;
+    double dx = p.x() - bbox.getMinX(), dy = p.y() - bbox.getMinY(), dz = p.z() - bbox.getMinZ();
+    uint32_t key = 0, state = 0;
+    for (int shift = numBits - 3; shift >= 0; shift -= 3) {
+        // All three axes are split at the x half-extent: the established curve order depends on it.
+        const uint32_t bx = dx >= hx, by = dy >= hx, bz = dz >= hx;
+        dx -= bx * hx;
+        dy -= by * hy;
+        dz -= bz * hz;
+        const uint32_t octant = 4 * bx + 2 * by + bz;
+        key += DIGIT[octant][state] << shift;
+        state = NEXT[octant][state];
+        hx /= 2;
+        hy /= 2;
+        hz /= 2;
+    }
+    return key;
+}
+
+std::pair<Point3*, Tet3*> HC3::insert(const Point3& p)
+{
+    if (bbox.add(p))
+        growBoxAndRekey();
+    const uint32_t key = getHilbertIndex(p);
+    Pos pos = lowerBound(key, &p);
+    if (holdsPoint(pos, key, p)) {
+        Point3* pVtx = entryAt(pos)->pVtx;
+        Tet3* pOwnTet = pVtx->getOneTet();
+        return {pVtx, pOwnTet != nullptr ? pOwnTet : neighbourTet(pos)};
+    }
+    pos = insertAt(pos, newEntry(p, key));
+    return {entryAt(pos)->pVtx, neighbourTet(pos)};
+}
+
+void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles,
+                 std::vector<Point3*>& vNewVertices)
+{
+    VESK_ASSERT(vUserHandles.empty());
+    if (bbox.add(vPoints))
+        growBoxAndRekey();
+    vUserHandles.resize(vPoints.size());
+
+    // Sorted into set order with ties broken by input index, repeated coordinates form runs
+    // whose first member is the input that registers the vertex.
+    struct Candidate {
+        uint32_t key;
+        size_t index;
+    };
+    std::vector<Candidate> vCandidates(vPoints.size());
+    for (size_t i = 0; i < vPoints.size(); ++i)
+        vCandidates[i] = {getHilbertIndex(vPoints[i]), i};
+    std::sort(vCandidates.begin(), vCandidates.end(), [&vPoints](const Candidate& a, const Candidate& b) {
+        if (a.key != b.key)
+            return a.key < b.key;
+        const Point3& pa = vPoints[a.index];
+        const Point3& pb = vPoints[b.index];
+        if (pa < pb || pb < pa)
+            return pa < pb;
+        return a.index < b.index;
+    });
+
+    struct NewRun {
+        uint32_t key;
+        size_t index;
+        size_t first, last; // range in vCandidates
+        size_t setRank;     // position among the new entries in set order
+    };
+    std::vector<NewRun> vNewRuns;
+    for (size_t first = 0, last; first < vCandidates.size(); first = last) {
+        const Candidate& head = vCandidates[first];
+        const Point3& p = vPoints[head.index];
+        for (last = first + 1; last < vCandidates.size() && vCandidates[last].key == head.key; ++last) {
+            const Point3& q = vPoints[vCandidates[last].index];
+            if (p < q || q < p)
+                break;
+        }
+        const Pos pos = lowerBound(head.key, &p);
+        if (holdsPoint(pos, head.key, p)) {
+            for (size_t c = first; c < last; ++c)
+                vUserHandles[vCandidates[c].index] = entryAt(pos)->pVtx;
+        } else {
+            vNewRuns.push_back({head.key, head.index, first, last, vNewRuns.size()});
+        }
+    }
+
+    // Vertices are created in curve order with equal keys in input order, which is the order of
+    // vNewVertices; the set itself orders equal keys by coordinates.
+    std::sort(vNewRuns.begin(), vNewRuns.end(), [](const NewRun& a, const NewRun& b) {
+        return a.key != b.key ? a.key < b.key : a.index < b.index;
+    });
+    std::vector<IdxVtx*> vAdded(vNewRuns.size());
+    for (const NewRun& run : vNewRuns) {
+        IdxVtx* pEntry = newEntry(vPoints[run.index], run.key);
+        vAdded[run.setRank] = pEntry;
+        for (size_t c = run.first; c < run.last; ++c)
+            vUserHandles[vCandidates[c].index] = pEntry->pVtx;
+        vNewVertices.push_back(pEntry->pVtx);
+    }
+
+    std::vector<IdxVtx*> vOld, vMerged;
+    collectEntries(vOld);
+    vMerged.reserve(vOld.size() + vAdded.size());
+    std::merge(vOld.begin(), vOld.end(), vAdded.begin(), vAdded.end(), std::back_inserter(vMerged),
+               Func_ltIdxVtxPtr());
+    rebuildBlocks(vMerged);
+}
+
+Tet3* HC3::getStartTet(const Point3& p)
+{
+    if (numEntries == 0)
+        return nullptr;
+    const Pos start = lowerBound(getHilbertIndex(p), nullptr);
+    for (size_t b = start.block, o = start.offset; b < vBlocks.size(); ++b, o = 0) {
+        for (; o < vBlocks[b].size(); ++o) {
+            if (Tet3* pTet = incidentTet(vBlocks[b][o]))
+                return pTet;
+        }
+    }
+    for (size_t b = std::min(start.block + 1, vBlocks.size()); b-- > 0;) {
+        for (size_t o = b == start.block ? start.offset : vBlocks[b].size(); o-- > 0;) {
+            if (Tet3* pTet = incidentTet(vBlocks[b][o]))
+                return pTet;
+        }
+    }
+    return nullptr;
+}
+
+void HC3::getVertices(std::vector<Point3*>& vVertices) const
+{
+    vVertices.reserve(vVertices.size() + numEntries);
+    for (const std::vector<IdxVtx*>& vBlock : vBlocks) {
+        for (const IdxVtx* pEntry : vBlock)
+            vVertices.push_back(pEntry->pVtx);
+    }
+}
+
+// Widening by the box's own extents makes further growth, and so this linear pass, rare.
+void HC3::growBoxAndRekey()
+{
+    bbox.enlargeBounds(1.0);
+    rangeX = bbox.getRangeX();
+    rangeY = bbox.getRangeY();
+    rangeZ = bbox.getRangeZ();
+    bValid = true;
+    std::vector<IdxVtx*> vEntries;
+    collectEntries(vEntries);
+    for (IdxVtx* pEntry : vEntries)
+        pEntry->hilbertIndex = getHilbertIndex(*pEntry->pVtx);
+    std::sort(vEntries.begin(), vEntries.end(), Func_ltIdxVtxPtr());
+    rebuildBlocks(vEntries);
+}
+
+// The vertex copies p's coordinates and custom index; it has no incident tetrahedron yet.
+IdxVtx* HC3::newEntry(const Point3& p, uint32_t key)
+{
+    Point3* pVtx = new (vertexPool.getNewRecord()) Point3(p);
+    return new (entryPool.getNewRecord()) IdxVtx{key, pVtx};
+}
+
+HC3::Pos HC3::lowerBound(uint32_t key, const Point3* p) const
+{
+    const auto before = [key, p](const IdxVtx* pEntry) { return entryBeforeProbe(pEntry, key, p); };
+    const auto itBlock = std::partition_point(vBlocks.begin(), vBlocks.end(),
+                                              [&before](const std::vector<IdxVtx*>& v) { return before(v.back()); });
+    if (itBlock == vBlocks.end())
+        return {vBlocks.size(), 0};
+    const auto itEntry = std::partition_point(itBlock->begin(), itBlock->end(), before);
+    return {static_cast<size_t>(itBlock - vBlocks.begin()), static_cast<size_t>(itEntry - itBlock->begin())};
+}
+
+// Returns where pEntry ended up, which differs from pos when its block had to be split.
+HC3::Pos HC3::insertAt(Pos pos, IdxVtx* pEntry)
+{
+    ++numEntries;
+    if (vBlocks.empty()) {
+        vBlocks.emplace_back(1, pEntry);
+        return {0, 0};
+    }
+    if (isEnd(pos))
+        pos = {vBlocks.size() - 1, vBlocks.back().size()};
+    std::vector<IdxVtx*>& vBlock = vBlocks[pos.block];
+    vBlock.insert(vBlock.begin() + pos.offset, pEntry);
+    if (vBlock.size() < 2 * blockFill)
+        return pos;
+    std::vector<IdxVtx*> vUpper(vBlock.begin() + blockFill, vBlock.end());
+    vBlock.resize(blockFill);
+    vBlocks.insert(vBlocks.begin() + pos.block + 1, std::move(vUpper));
+    return pos.offset < blockFill ? pos : Pos{pos.block + 1, pos.offset - blockFill};
+}
+
+// The incident tetrahedron of the entry before pos, or after it when pos is the first entry.
+Tet3* HC3::neighbourTet(Pos pos) const
+{
+    if (pos.offset > 0)
+        return incidentTet(vBlocks[pos.block][pos.offset - 1]);
+    if (pos.block > 0)
+        return incidentTet(vBlocks[pos.block - 1].back());
+    if (pos.offset + 1 < vBlocks[pos.block].size())
+        return incidentTet(vBlocks[pos.block][pos.offset + 1]);
+    if (pos.block + 1 < vBlocks.size())
+        return incidentTet(vBlocks[pos.block + 1].front());
+    return nullptr;
+}
+
+void HC3::collectEntries(std::vector<IdxVtx*>& vEntries) const
+{
+    vEntries.reserve(vEntries.size() + numEntries);
+    for (const std::vector<IdxVtx*>& vBlock : vBlocks)
+        vEntries.insert(vEntries.end(), vBlock.begin(), vBlock.end());
+}
+
+void HC3::rebuildBlocks(const std::vector<IdxVtx*>& vSorted)
+{
+    vBlocks.clear();
+    for (size_t first = 0; first < vSorted.size(); first += blockFill) {
+        const size_t last = std::min(first + blockFill, vSorted.size());
+        vBlocks.emplace_back(vSorted.begin() + first, vSorted.begin() + last);
+    }
+    numEntries = vSorted.size();
+}
+
+} // namespace VESK3D

@@ -1,0 +1,97 @@
+#pragma once
+// The vertex registry: owns every vertex, recognises repeated coordinates, and keeps the vertices
+// sorted along a 3D Hilbert curve over the (widened) bounding box of all points seen so far.
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "Bbox3.h"
+#include "Point3.h"
+#include "SimplePool.h"
+
+namespace VESK3D {
+
+class Tet3;
+
+struct IdxVtx {
+    uint32_t hilbertIndex;
+    Point3* pVtx;
+};
+
+// Key first, then coordinates; a probe with a null vertex sorts before every entry of its key.
+struct Func_ltIdxVtxPtr {
+    bool operator()(const IdxVtx* a, const IdxVtx* b) const
+    {
+        if (a->hilbertIndex != b->hilbertIndex)
+            return a->hilbertIndex < b->hilbertIndex;
+        if (a->pVtx == nullptr)
+            return true;
+        if (b->pVtx == nullptr)
+            return false;
+        return *a->pVtx < *b->pVtx;
+    }
+};
+
+class HC3 {
+public:
+    HC3();
+    ~HC3();
+    HC3(const HC3&) = delete;
+    HC3& operator=(const HC3&) = delete;
+
+    // Key of p in the grid of the last re-keying; needs at least one registered point.
+    uint32_t getHilbertIndex(const Point3& p) const;
+    // Returns (vertex, hint): the vertex of p (an existing one for repeated coordinates) and a
+    // tetrahedron near it along the curve, or null.
+    std::pair<Point3*, Tet3*> insert(const Point3& p);
+    // vUserHandles (empty on entry) gets the vertex of each input point; the vertices created by
+    // this call are appended to vNewVertices in curve order.
+    void insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles,
+                std::vector<Point3*>& vNewVertices);
+    // The first incident tetrahedron found walking the curve forward from p's position, else backward.
+    Tet3* getStartTet(const Point3& p);
+    // Appends all vertices in curve order.
+    void getVertices(std::vector<Point3*>& vVertices) const;
+    size_t getNumVertices() const { return numEntries; }
+
+private:
+    // Position in the ordered set: block and offset within it. block == vBlocks.size() is the end.
+    struct Pos {
+        size_t block;
+        size_t offset;
+    };
+
+    // 9 levels of 3 bits: a grid of 512 cells per axis.
+    static constexpr unsigned numBits = 27;
+    static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
+
+    void growBoxAndRekey();
+    IdxVtx* newEntry(const Point3& p, uint32_t key);
+    // First entry not less than the probe (key, p); a null p sorts before every entry of its key.
+    Pos lowerBound(uint32_t key, const Point3* p) const;
+    bool isEnd(Pos pos) const { return pos.block == vBlocks.size(); }
+    IdxVtx* entryAt(Pos pos) const { return vBlocks[pos.block][pos.offset]; }
+    // Whether the lower bound pos of (key, p) is p's own entry.
+    bool holdsPoint(Pos pos, uint32_t key, const Point3& p) const
+    {
+        return !isEnd(pos) && entryAt(pos)->hilbertIndex == key && !(p < *entryAt(pos)->pVtx);
+    }
+    Pos insertAt(Pos pos, IdxVtx* pEntry);
+    Tet3* neighbourTet(Pos pos) const;
+    void collectEntries(std::vector<IdxVtx*>& vEntries) const;
+    void rebuildBlocks(const std::vector<IdxVtx*>& vSorted);
+
+    Bbox3 bbox;
+    double rangeX;
+    double rangeY;
+    double rangeZ;
+    bool bValid;
+    SimplePool<Point3> vertexPool;
+    SimplePool<IdxVtx> entryPool;
+    // The ordered set, stored as a list of sorted blocks so that a single insertion moves at most
+    // one block and the block list, never the whole set.
+    std::vector<std::vector<IdxVtx*>> vBlocks;
+    size_t numEntries;
+};
+
+} // namespace VESK3D
