@@ -74,4 +74,8 @@ private:
 // Address, a tab, then the three coordinates in fields of width 8.
 std::ostream& operator<<(std::ostream& os, const Point3& p);
 
+// Unit normal of the triangle p0 p1 p2, counter-clockwise seen from its tip. Degenerate triangles
+// print the normalisation warning and give (0, 0, 0).
+Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2);
+
 } // namespace VESK3D

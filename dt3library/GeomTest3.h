@@ -1,0 +1,185 @@
+#pragma once
+// GeomTest3: the two geometric predicates every topological decision of the mesh rests on.
+//
+// getOrientation3(a, b, c, d): on which side of the plane through a, b, c lies d.
+//   ORIENTATION3_POSITIVE when ((b-a) x (c-a)) . (d-a) > 0, i.e. seen from d, a b c run
+//   counter-clockwise; (0,0,0) (1,0,0) (0,1,0) (0,0,1) is positive. ORIENTATION3_COPLANAR only for
+//   an exactly zero determinant. The facet form tests against facet ith of a tetrahedron with its
+//   corners ordered so that corner ith itself is positive for a positive tetrahedron.
+// sphereInclusionTest(pTet, pVtx): SIC_INSIDE when pVtx lies strictly inside the circumsphere of the
+//   (positively oriented) tetrahedron; SIC_OUTSIDE outside or exactly on it (ties are no conflict);
+//   SIC_ON_CORNER when the filter cannot decide and pVtx is one of the corner objects themselves.
+//
+// Both answers are exact for all finite inputs whose intermediate products neither overflow nor
+// underflow. Stage A, inline below, is the plain double determinant with an error bound; only when
+// the bound cannot settle the sign do the adaptive stages in GeomTest3.cpp run on floating-point
+// expansions: stage B (exact determinant of the rounded differences), C (first-order correction
+// for the rounding of the differences) and D (everything, exactly; for the sphere the exact
+// determinant of the input coordinates). They use fixed stack arrays only, never the heap.
+//
+// Tests that must prove which adaptive stage settled a case compile GeomTest3.cpp themselves with
+// VESK3D_PREDICATE_STATS defined; that copy counts decisions in predicateStageCount. The library's
+// own build has no counters, and stage A never has any.
+#include <cassert>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "Point3.h"
+#include "Tet3.h"
+#include "tools.h"
+
+namespace VESK3D {
+
+enum Orientation3 { ORIENTATION3_POSITIVE = 0, ORIENTATION3_NEGATIVE = 1, ORIENTATION3_COPLANAR = 2 };
+enum SphereInclusionCode { SIC_INSIDE = 0, SIC_OUTSIDE = 1, SIC_ON_CORNER = 2 };
+
+class GeomTest3 {
+public:
+    GeomTest3();
+
+    Orientation3 getOrientation3(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
+    Orientation3 getOrientation3(const Tet3* pTet, int ith, const Point3* pVtx) const;
+    SphereInclusionCode sphereInclusionTest(const Tet3* pTet, const Point3* pVtx) const;
+    static std::string getOrientationName(Orientation3 o);
+
+    // Machine constants and error bounds, fixed by the constructor.
+    const double splitter;
+    const double epsilon;
+    const double resultErrBound;
+    const double ccwErrBoundA;
+    const double ccwErrBoundB;
+    const double ccwErrBoundC;
+    const double o3dErrBoundA;
+    const double o3dErrBoundB;
+    const double o3dErrBoundC;
+    const double iccErrBoundA;
+    const double iccErrBoundB;
+    const double iccErrBoundC;
+    const double ispErrBoundA;
+    const double ispErrBoundB;
+    const double ispErrBoundC;
+
+    // Adaptive stages, run when stage A cannot decide. orient3dAdapt returns a value with the exact
+    // sign of the published orient3d determinant; the in-sphere ones return 1 for a positive
+    // determinant, 0 for a negative one, 2 for zero.
+    double orient3dAdapt(const Point3* a, const Point3* b, const Point3* c, const Point3* d, double permanent) const;
+    int insphereAdapt(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e,
+                      double permanent) const;
+    int insphereExact(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e) const;
+
+private:
+    explicit GeomTest3(std::pair<double, double> epsilonAndSplitter_);
+};
+
+#ifdef VESK3D_PREDICATE_STATS
+enum PredicateStage {
+    ORIENT_STAGE_B,
+    ORIENT_EXACT_DIFFERENCES, // stage B result stands because no difference was rounded
+    ORIENT_STAGE_C,
+    ORIENT_STAGE_D,
+    SPHERE_STAGE_B,
+    SPHERE_EXACT_DIFFERENCES,
+    SPHERE_STAGE_C,
+    SPHERE_EXACT,
+    NUM_PREDICATE_STAGES
+};
+// How often each stage settled a sign; single-threaded test use only.
+extern long long predicateStageCount[NUM_PREDICATE_STAGES];
+#endif
+
+inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b, const Point3* c,
+                                               const Point3* d) const
+{
+    const double adx = a->x() - d->x(), bdx = b->x() - d->x(), cdx = c->x() - d->x();
+    const double ady = a->y() - d->y(), bdy = b->y() - d->y(), cdy = c->y() - d->y();
+    const double adz = a->z() - d->z(), bdz = b->z() - d->z(), cdz = c->z() - d->z();
+
+    const double bdxcdy = bdx * cdy, cdxbdy = cdx * bdy;
+    const double cdxady = cdx * ady, adxcdy = adx * cdy;
+    const double adxbdy = adx * bdy, bdxady = bdx * ady;
+
+    double det = adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady);
+    const double permanent = (std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+                             (std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) +
+                             (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz);
+    const double errBound = o3dErrBoundA * permanent;
+    if (!(det >= errBound || -det >= errBound)) det = orient3dAdapt(a, b, c, d, permanent);
+
+    // A positive orient3d determinant means d lies below a counter-clockwise a, b, c: the
+    // library's positive side is the other one.
+    if (det < 0.0) return ORIENTATION3_POSITIVE;
+    if (det > 0.0) return ORIENTATION3_NEGATIVE;
+    return ORIENTATION3_COPLANAR;
+}
+
+// Ends the process like a failed runtime assertion; for facet indices outside 0..3.
+[[noreturn]] void facetIndexOutOfRange();
+
+inline Orientation3 GeomTest3::getOrientation3(const Tet3* pTet, int ith, const Point3* pVtx) const
+{
+    // Facet ith in the order that makes corner ith positive against it.
+    static constexpr int facetCorners[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
+    assert(range03(ith));
+    if (static_cast<unsigned>(ith) > 3u) facetIndexOutOfRange();
+    if (pTet == nullptr) goToHell("getOrientation3, pC==NULL");
+    const int* corner = facetCorners[ith];
+    return getOrientation3(pTet->getCorner(corner[0]), pTet->getCorner(corner[1]), pTet->getCorner(corner[2]), pVtx);
+}
+
+inline SphereInclusionCode GeomTest3::sphereInclusionTest(const Tet3* pTet, const Point3* pVtx) const
+{
+    const Point3* a = pTet->getCorner(0);
+    const Point3* b = pTet->getCorner(1);
+    const Point3* c = pTet->getCorner(2);
+    const Point3* d = pTet->getCorner(3);
+
+    const double aex = a->x() - pVtx->x(), aey = a->y() - pVtx->y(), aez = a->z() - pVtx->z();
+    const double bex = b->x() - pVtx->x(), bey = b->y() - pVtx->y(), bez = b->z() - pVtx->z();
+    const double cex = c->x() - pVtx->x(), cey = c->y() - pVtx->y(), cez = c->z() - pVtx->z();
+    const double dex = d->x() - pVtx->x(), dey = d->y() - pVtx->y(), dez = d->z() - pVtx->z();
+
+    const double aexbey = aex * bey, bexaey = bex * aey;
+    const double bexcey = bex * cey, cexbey = cex * bey;
+    const double cexdey = cex * dey, dexcey = dex * cey;
+    const double dexaey = dex * aey, aexdey = aex * dey;
+    const double aexcey = aex * cey, cexaey = cex * aey;
+    const double bexdey = bex * dey, dexbey = dex * bey;
+    const double ab = aexbey - bexaey, bc = bexcey - cexbey, cd = cexdey - dexcey;
+    const double da = dexaey - aexdey, ac = aexcey - cexaey, bd = bexdey - dexbey;
+
+    const double abc = aez * bc - bez * ac + cez * ab;
+    const double bcd = bez * cd - cez * bd + dez * bc;
+    const double cda = cez * da + dez * ac + aez * cd;
+    const double dab = dez * ab + aez * bd + bez * da;
+
+    const double alift = aex * aex + aey * aey + aez * aez;
+    const double blift = bex * bex + bey * bey + bez * bez;
+    const double clift = cex * cex + cey * cey + cez * cez;
+    const double dlift = dex * dex + dey * dey + dez * dez;
+
+    const double det = (dlift * abc - clift * dab) + (blift * cda - alift * bcd);
+
+    const double aezPlus = std::fabs(aez), bezPlus = std::fabs(bez);
+    const double cezPlus = std::fabs(cez), dezPlus = std::fabs(dez);
+    const double aexbeyPlus = std::fabs(aexbey), bexaeyPlus = std::fabs(bexaey);
+    const double bexceyPlus = std::fabs(bexcey), cexbeyPlus = std::fabs(cexbey);
+    const double cexdeyPlus = std::fabs(cexdey), dexceyPlus = std::fabs(dexcey);
+    const double dexaeyPlus = std::fabs(dexaey), aexdeyPlus = std::fabs(aexdey);
+    const double aexceyPlus = std::fabs(aexcey), cexaeyPlus = std::fabs(cexaey);
+    const double bexdeyPlus = std::fabs(bexdey), dexbeyPlus = std::fabs(dexbey);
+    const double permanent =
+        ((cexdeyPlus + dexceyPlus) * bezPlus + (dexbeyPlus + bexdeyPlus) * cezPlus + (bexceyPlus + cexbeyPlus) * dezPlus) * alift +
+        ((dexaeyPlus + aexdeyPlus) * cezPlus + (aexceyPlus + cexaeyPlus) * dezPlus + (cexdeyPlus + dexceyPlus) * aezPlus) * blift +
+        ((aexbeyPlus + bexaeyPlus) * dezPlus + (bexdeyPlus + dexbeyPlus) * aezPlus + (dexaeyPlus + aexdeyPlus) * bezPlus) * clift +
+        ((bexceyPlus + cexbeyPlus) * aezPlus + (cexaeyPlus + aexceyPlus) * bezPlus + (aexbeyPlus + bexaeyPlus) * cezPlus) * dlift;
+    const double errBound = ispErrBoundA * permanent;
+    // A query point equal to a corner has det == permanent == 0 and is settled here as inside.
+    if (det >= errBound || -det >= errBound) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+
+    if (pVtx == a || pVtx == b || pVtx == c || pVtx == d) return SIC_ON_CORNER;
+    // Exactly on the sphere (code 2) counts as outside: ties are no conflict.
+    return insphereAdapt(a, b, c, d, pVtx, permanent) == 0 ? SIC_INSIDE : SIC_OUTSIDE;
+}
+
+} // namespace VESK3D

@@ -1,0 +1,19 @@
+#pragma once
+// Exact signs of the orientation and in-sphere determinants in rational arithmetic (every double
+// converts to an mpq_class exactly), written independently of the library's expansion arithmetic.
+#include <Point3.h>
+
+namespace VeskTest {
+
+// +1 when ((b-a) x (c-a)) . (d-a) > 0 (the library's ORIENTATION3_POSITIVE), 0 when the four
+// points are coplanar, -1 otherwise.
+int exactOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
+                    const VESK3D::Point3& d);
+
+// +1 when e lies strictly inside the sphere through a, b, c, d, 0 on it, -1 outside. The lifted
+// determinant's sign is multiplied by exactOrientSign(a, b, c, d), so the answer means the same
+// for both orientations of the corners; coplanar corners give 0.
+int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
+                      const VESK3D::Point3& d, const VESK3D::Point3& e);
+
+} // namespace VeskTest
