@@ -11,6 +11,7 @@ class Tet3;
 // also kept sorted by address as a direction-free key.
 class Edge3 {
 public:
+    // Names no edge: its source and target indices read -99.
     Edge3() : tet(nullptr), opp3(0), opp2(0), lowVertex(nullptr), highVertex(nullptr) {}
     Edge3(Tet3* tet_, int opp3_, int opp2_);
 

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <string>
 
+#include "GeomTest3.h"
+
 namespace VESK3D {
 
 int Tet3::runningLabel = 1000;
@@ -30,6 +32,11 @@ bool Tet3::hasVertex(const Point3& p) const
         if (pCorner != nullptr && *pCorner == p) return true;
     }
     return false;
+}
+
+void Tet3::rejectNullCorner(const Point3* pI, const Point3* pJ, const Point3* pK, const Point3* pL)
+{
+    VESK_ASSERT((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
 }
 
 void Tet3::reportSelfNeighbor(int ith, const Tet3* pC) const
@@ -155,10 +162,22 @@ int Tet3::debug_getOppTetIndex(int ith) const
     return 0;
 }
 
+namespace {
+// A record that never went through setProperties has no corners to orient.
+std::string orientationName(const Tet3& tet)
+{
+    Point3 *p0, *p1, *p2, *p3;
+    tet.getCorners(p0, p1, p2, p3);
+    if (p0 == nullptr || p1 == nullptr || p2 == nullptr || p3 == nullptr) return "(corner missing)";
+    const GeomTest3 predicates;
+    return predicates.getOrientationName(predicates.getOrientation3(p0, p1, p2, p3));
+}
+} // namespace
+
 std::ostream& operator<<(std::ostream& os, const Tet3& tet)
 {
     os << "Tetrahedron (ID=" << tet.getLabel() << "), (this=" << static_cast<const void*>(&tet)
-       << "): hasBeenVisited=" << tet.hasBeenVisited << ", " << std::endl;
+       << "): hasBeenVisited=" << tet.hasBeenVisited << ", ownOri=" << orientationName(tet) << std::endl;
     for (int ith = 0; ith < 4; ++ith) {
         const Point3* pVertex = tet.getCorner(ith);
         const Tet3* pNeighbor = tet.getOppTet(ith);

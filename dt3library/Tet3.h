@@ -22,13 +22,17 @@ public:
 
     void setProperties(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
     {
-        VESK_ASSERT((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
+        // Bitwise or keeps the check nearly branch-free; the report stays out of line.
+        if ((pI == nullptr) | (pJ == nullptr) | (pK == nullptr) | (pL == nullptr)) rejectNullCorner(pI, pJ, pK, pL);
         label = runningLabel++;
         aVertexPointer[0] = pI;
         aVertexPointer[1] = pJ;
         aVertexPointer[2] = pK;
         aVertexPointer[3] = pL;
-        for (Point3* pCorner : aVertexPointer) pCorner->setOneTet(this);
+        pI->setOneTet(this);
+        pJ->setOneTet(this);
+        pK->setOneTet(this);
+        pL->setOneTet(this);
         for (Tet3*& pNeighbor : aOppTets) pNeighbor = nullptr;
         hasBeenVisited = false;
         customIndex = -1;
@@ -123,6 +127,7 @@ public:
 private:
     // Records are never copied; the message reveals an accidental copy.
     Tet3(const Tet3& other);
+    static void rejectNullCorner(const Point3* pI, const Point3* pJ, const Point3* pK, const Point3* pL);
     void reportSelfNeighbor(int ith, const Tet3* pC) const;
     [[noreturn]] void dieNotNeighbor(const Tet3* pT) const;
 
