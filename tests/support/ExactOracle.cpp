@@ -33,8 +33,8 @@ int exactOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK
     return sgn(det3(u.x, u.y, u.z, v.x, v.y, v.z, w.x, w.y, w.z));
 }
 
-int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
-                      const VESK3D::Point3& d, const VESK3D::Point3& e)
+int exactLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
+                    const VESK3D::Point3& d, const VESK3D::Point3& e)
 {
     // Rows (p - e, |p - e|^2) for p = a, b, c, d; cofactor expansion along the lift column.
     const ExactVector r[4] = {exactDifference(a, e), exactDifference(b, e), exactDifference(c, e),
@@ -50,9 +50,15 @@ int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VE
         const mpq_class cofactor = det3(p.x, p.y, p.z, q.x, q.y, q.z, s.x, s.y, s.z);
         lifted += (i % 2 == 0 ? -1 : 1) * liftI * cofactor;
     }
-    // The centroid of the positive unit corner tetrahedron gives lifted = -9/16 (by hand), hence
-    // the minus.
-    return -sgn(lifted) * exactOrientSign(a, b, c, d);
+    return sgn(lifted);
+}
+
+int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
+                      const VESK3D::Point3& d, const VESK3D::Point3& e)
+{
+    // The centroid of the positive unit corner tetrahedron gives a lifted determinant of -9/16
+    // (by hand), hence the minus.
+    return -exactLiftedSign(a, b, c, d, e) * exactOrientSign(a, b, c, d);
 }
 
 } // namespace VeskTest

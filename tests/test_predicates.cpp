@@ -1,0 +1,482 @@
+// The predicates against exact rational arithmetic, on inputs built to defeat the filters. This
+// program links its own copy of the predicates with stage counters, to prove that every adaptive
+// stage has been exercised.
+#include <GeomTest3.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <initializer_list>
+#include <iostream>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ExactOracle.h"
+
+using namespace VESK3D;
+using VeskTest::exactInSphereSign;
+using VeskTest::exactLiftedSign;
+using VeskTest::exactOrientSign;
+
+namespace {
+
+// Random cases per family; VESK3D_ORACLE_CASES overrides it for a long sweep by hand.
+int casesPerFamily()
+{
+    if (const char* text = std::getenv("VESK3D_ORACLE_CASES")) return std::atoi(text);
+#ifdef NDEBUG
+    return 25000;
+#else
+    return 5000; // the sanitizers make every case many times slower
+#endif
+}
+
+using Quintuple = std::array<Point3, 5>;
+
+// A tetrahedron record over caller-owned points, initialised like the engine's pool records,
+// which never run a constructor.
+class TetOver {
+public:
+    TetOver(Point3& a, Point3& b, Point3& c, Point3& d) : pTet(reinterpret_cast<Tet3*>(storage))
+    {
+        pTet->setProperties(&a, &b, &c, &d);
+    }
+    const Tet3* get() const { return pTet; }
+
+private:
+    alignas(Tet3) unsigned char storage[sizeof(Tet3)];
+    Tet3* pTet;
+};
+
+Orientation3 orientationOfSign(int sign)
+{
+    if (sign > 0) return ORIENTATION3_POSITIVE;
+    return sign < 0 ? ORIENTATION3_NEGATIVE : ORIENTATION3_COPLANAR;
+}
+
+int signCodeOfLiftedSign(int liftedSign)
+{
+    if (liftedSign > 0) return 1;
+    return liftedSign < 0 ? 0 : 2;
+}
+
+// An upper bound of the in-sphere filter's permanent (any upper bound is a valid one): its 72
+// products of five differences, each at most the largest difference m to the power five.
+double permanentBound(const Quintuple& p)
+{
+    double m = 0.0;
+    for (int i = 0; i < 4; ++i)
+        m = std::max({m, std::fabs(p[i].x() - p[4].x()), std::fabs(p[i].y() - p[4].y()), std::fabs(p[i].z() - p[4].z())});
+    // Positive like the permanent of every input that gets past the filter.
+    return std::max(2.0 * 72.0 * std::pow(m, 5), std::numeric_limits<double>::min());
+}
+
+double nudged(double value, int ulps)
+{
+    for (; ulps > 0; --ulps) value = std::nextafter(value, INFINITY);
+    for (; ulps < 0; ++ulps) value = std::nextafter(value, -INFINITY);
+    return value;
+}
+
+// Moves one non-zero coordinate of p by `ulps` units in the last place; zero coordinates would
+// become subnormal, where products underflow and no exactness is promised.
+Point3 nudgedPoint(const Point3& p, int axis, int ulps)
+{
+    double c[3] = {p.x(), p.y(), p.z()};
+    for (int i = 0; i < 3; ++i) {
+        const int k = (axis + i) % 3;
+        if (c[k] != 0.0) {
+            c[k] = nudged(c[k], ulps);
+            break;
+        }
+    }
+    return Point3(c[0], c[1], c[2]);
+}
+
+class OracleComparison {
+public:
+    // Both orientations (a,b,c,d) and (a,b,c,e), and the sphere test of e against (a,b,c,d). Flat
+    // corners go to the adaptive stage directly: there the filter's answer on a tie with a zero
+    // permanent (inside) is not the exact one.
+    void check(Quintuple& p)
+    {
+        checkOrientation(p[0], p[1], p[2], p[3]);
+        checkOrientation(p[0], p[1], p[2], p[4]);
+        const int lifted = exactLiftedSign(p[0], p[1], p[2], p[3], p[4]);
+        const std::initializer_list<const Point3*> points = {&p[0], &p[1], &p[2], &p[3], &p[4]};
+        if (exactOrientSign(p[0], p[1], p[2], p[3]) == 0) {
+            count(predicates.insphereAdapt(&p[0], &p[1], &p[2], &p[3], &p[4], permanentBound(p)) == signCodeOfLiftedSign(lifted),
+                  points);
+            return;
+        }
+        // A query with a corner's coordinates is settled by the filter as inside.
+        const bool atCorner = p[4] == p[0] || p[4] == p[1] || p[4] == p[2] || p[4] == p[3];
+        const TetOver tet(p[0], p[1], p[2], p[3]);
+        const SphereInclusionCode expected = lifted < 0 || atCorner ? SIC_INSIDE : SIC_OUTSIDE;
+        count(predicates.sphereInclusionTest(tet.get(), &p[4]) == expected, points);
+    }
+
+    long long cases() const { return numCases; }
+    long long disagreements() const { return numDisagreements; }
+
+private:
+    void checkOrientation(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
+    {
+        count(predicates.getOrientation3(&a, &b, &c, &d) == orientationOfSign(exactOrientSign(a, b, c, d)),
+              {&a, &b, &c, &d});
+    }
+    void count(bool agrees, std::initializer_list<const Point3*> points)
+    {
+        ++numCases;
+        if (agrees || ++numDisagreements > 5) return;
+        std::cout.precision(17);
+        std::cout << "disagreement on";
+        for (const Point3* q : points) std::cout << " (" << q->x() << ", " << q->y() << ", " << q->z() << ")";
+        std::cout << std::endl;
+    }
+
+    const GeomTest3 predicates;
+    long long numCases = 0;
+    long long numDisagreements = 0;
+};
+
+std::mt19937_64& generator()
+{
+    static std::mt19937_64 rng(20240611);
+    return rng;
+}
+
+int randomInt(int lo, int hi)
+{
+    return std::uniform_int_distribution<int>(lo, hi)(generator());
+}
+
+double randomDouble(double lo, double hi)
+{
+    return std::uniform_real_distribution<double>(lo, hi)(generator());
+}
+
+// Integer points of the sphere x^2 + y^2 + z^2 = r^2.
+std::vector<Point3> latticePointsOnSphere(int r)
+{
+    std::vector<Point3> points;
+    for (int x = -r; x <= r; ++x)
+        for (int y = -r; y <= r; ++y)
+            for (int z = -r; z <= r; ++z)
+                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
+    return points;
+}
+
+// Five distinct lattice points of one sphere (radius 9, 15 or 21), the first four not coplanar.
+Quintuple cosphericalLattice()
+{
+    static const std::vector<Point3> spheres[3] = {latticePointsOnSphere(9), latticePointsOnSphere(15),
+                                                   latticePointsOnSphere(21)};
+    const std::vector<Point3>& sphere = spheres[randomInt(0, 2)];
+    const double cx = randomInt(-50, 50), cy = randomInt(-50, 50), cz = randomInt(-50, 50);
+    for (;;) {
+        Quintuple p;
+        for (Point3& q : p) {
+            const Point3& s = sphere[randomInt(0, static_cast<int>(sphere.size()) - 1)];
+            q = Point3(s.x() + cx, s.y() + cy, s.z() + cz);
+        }
+        bool distinct = true;
+        for (int i = 0; i < 5; ++i)
+            for (int j = i + 1; j < 5; ++j) distinct = distinct && p[i] != p[j];
+        if (distinct && exactOrientSign(p[0], p[1], p[2], p[3]) != 0) return p;
+    }
+}
+
+// a, b, c and e on one lattice plane z = alpha*x + beta*y + gamma; d anywhere.
+Quintuple coplanarLattice()
+{
+    const int alpha = randomInt(-3, 3), beta = randomInt(-3, 3), gamma = randomInt(-20, 20);
+    auto onPlane = [&]() {
+        const int x = randomInt(-30, 30), y = randomInt(-30, 30);
+        return Point3(x, y, alpha * x + beta * y + gamma);
+    };
+    const Point3 d(randomInt(-30, 30), randomInt(-30, 30), randomInt(-100, 100));
+    return {onPlane(), onPlane(), onPlane(), d, onPlane()};
+}
+
+// Five points of the plane z = x + y through the origin, each scaled by its own power of two: the
+// configuration stays exactly coplanar, yet the coordinate differences are rounded, so the tails
+// of the adaptive stages are non-zero.
+Quintuple coplanarMixedMagnitudes()
+{
+    Quintuple p;
+    for (Point3& q : p) {
+        const double scale = std::ldexp(1.0, randomInt(-30, 30));
+        const int a = randomInt(-9, 9), b = randomInt(-9, 9);
+        q = Point3(a * scale, b * scale, (a + b) * scale);
+    }
+    return p;
+}
+
+Quintuple generalPosition()
+{
+    Quintuple p;
+    for (Point3& q : p) q = Point3(randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0));
+    return p;
+}
+
+using Transform = std::function<Point3(const Point3&)>;
+
+Transform translation(double ox, double oy, double oz)
+{
+    return [=](const Point3& p) { return Point3(p.x() + ox, p.y() + oy, p.z() + oz); };
+}
+
+// The ways every degenerate family is presented: as built; far from the origin and scaled down
+// (both exact for lattice points); scaled down and then moved away, rounded and so only nearly
+// degenerate.
+std::vector<Transform> placements()
+{
+    const double far = std::ldexp(1.0, randomInt(30, 50));
+    auto scaledBy = [](double factor) {
+        return [factor](const Point3& p) { return Point3(p.x() * factor, p.y() * factor, p.z() * factor); };
+    };
+    const Transform moved = translation(far + randomInt(0, 1000), far * 0.75, -far);
+    const Transform scaled = scaledBy(std::ldexp(1.0, -40));
+    const Transform roundedAway = [scaledBy](const Point3& p) {
+        const Point3 small = scaledBy(std::ldexp(1.0, -20))(p);
+        return Point3(small.x() + 1000.5, small.y() - 3.25, small.z() + 77.0);
+    };
+    return {[](const Point3& p) { return p; }, moved, scaled, roundedAway};
+}
+
+// Every placement of the configuration, then each with the last point (the fourth point of one
+// orientation and the query of the sphere test) one and two units in the last place off.
+void checkDegenerateFamily(OracleComparison& comparison, const std::function<Quintuple()>& make, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        const Quintuple base = make();
+        for (const Transform& place : placements()) {
+            Quintuple p;
+            for (int k = 0; k < 5; ++k) p[k] = place(base[k]);
+            const Point3 exact = p[4];
+            const int axis = randomInt(0, 2);
+            for (int ulps : {0, 1, -1, 2, -2}) {
+                p[4] = nudgedPoint(exact, axis, ulps);
+                comparison.check(p);
+            }
+        }
+    }
+}
+
+long long stageCount(PredicateStage stage)
+{
+    return predicateStageCount[stage];
+}
+
+} // namespace
+
+TEST(GeomTest3Constants, MatchTheTableOfIeeeDoubleValues)
+{
+    const GeomTest3 g;
+    EXPECT_EQ(g.splitter, 134217729.0);
+    EXPECT_EQ(g.epsilon, 1.1102230246251565e-16);
+    EXPECT_EQ(g.resultErrBound, 3.3306690738754706e-16);
+    EXPECT_EQ(g.ccwErrBoundA, 3.3306690738754716e-16);
+    EXPECT_EQ(g.ccwErrBoundB, 2.2204460492503146e-16);
+    EXPECT_EQ(g.ccwErrBoundC, 1.1093356479670487e-31);
+    EXPECT_EQ(g.o3dErrBoundA, 7.771561172376103e-16);
+    EXPECT_EQ(g.o3dErrBoundB, 3.330669073875473e-16);
+    EXPECT_EQ(g.o3dErrBoundC, 3.2047474274603644e-31);
+    EXPECT_EQ(g.iccErrBoundA, 1.1102230246251577e-15);
+    EXPECT_EQ(g.iccErrBoundB, 4.440892098500632e-16);
+    EXPECT_EQ(g.iccErrBoundC, 5.423418723394464e-31);
+    EXPECT_EQ(g.ispErrBoundA, 1.7763568394002532e-15);
+    EXPECT_EQ(g.ispErrBoundB, 5.551115123125792e-16);
+    EXPECT_EQ(g.ispErrBoundC, 8.751425667295619e-31);
+}
+
+TEST(Orientation, UnitCornersArePositiveAndEverySwapNegates)
+{
+    const GeomTest3 g;
+    Point3 corners[4] = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
+    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &corners[3]), ORIENTATION3_POSITIVE);
+    for (int i = 0; i < 4; ++i)
+        for (int j = i + 1; j < 4; ++j) {
+            Point3 swapped[4] = {corners[0], corners[1], corners[2], corners[3]};
+            std::swap(swapped[i], swapped[j]);
+            EXPECT_EQ(g.getOrientation3(&swapped[0], &swapped[1], &swapped[2], &swapped[3]), ORIENTATION3_NEGATIVE)
+                << "swap " << i << " " << j;
+        }
+}
+
+TEST(Orientation, OnlyAnExactlyCoplanarPointIsCoplanar)
+{
+    const GeomTest3 g;
+    const Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0);
+    const double tiny = std::ldexp(1.0, -60);
+    const Point3 onPlane(0.5, 0.5, 0), above(0.5, 0.5, tiny), below(0.5, 0.5, -tiny);
+    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &onPlane), ORIENTATION3_COPLANAR);
+    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &above), ORIENTATION3_POSITIVE);
+    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &below), ORIENTATION3_NEGATIVE);
+}
+
+TEST(Orientation, FacetFormSeesOwnCornerPositiveAndOtherCornersCoplanar)
+{
+    const GeomTest3 g;
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    const TetOver tet(p0, p1, p2, p3);
+    const Point3 inside(0.25, 0.25, 0.25);
+    for (int ith = 0; ith < 4; ++ith) {
+        EXPECT_EQ(g.getOrientation3(tet.get(), ith, &inside), ORIENTATION3_POSITIVE) << ith;
+        for (int k = 0; k < 4; ++k)
+            EXPECT_EQ(g.getOrientation3(tet.get(), ith, tet.get()->getCorner(k)),
+                      k == ith ? ORIENTATION3_POSITIVE : ORIENTATION3_COPLANAR)
+                << ith << " " << k;
+    }
+}
+
+TEST(Orientation, NamesKeepTheirHistoricTexts)
+{
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_POSITIVE), "ORI3_ORIENTATION3_POSITIVE");
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_NEGATIVE), "ORI3_ORIENTATION3_NEGATIVE");
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_COPLANAR), "ORI3_ZERO");
+}
+
+TEST(OrientationDeathTest, NullTetrahedronAndBadFacetIndexEndTheProcess)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const GeomTest3 g;
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    const TetOver tet(p0, p1, p2, p3);
+    // The emergency stop reports on standard output; route it to where the death test looks.
+    EXPECT_DEATH(
+        {
+            std::cout.rdbuf(std::cerr.rdbuf());
+            g.getOrientation3(nullptr, 0, &p0);
+        },
+        "goToHell, ERROR:  reason: getOrientation3, pC==NULL");
+#ifdef NDEBUG
+    EXPECT_EXIT(g.getOrientation3(tet.get(), 4, &p0), testing::ExitedWithCode(1), "false");
+#else
+    EXPECT_DEATH(g.getOrientation3(tet.get(), 4, &p0), "range03\\(ith\\)");
+#endif
+}
+
+TEST(SphereInclusion, UnitCornersCentroidInsideFarPointOutsideAndTieOutside)
+{
+    const GeomTest3 g;
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    const TetOver tet(p0, p1, p2, p3);
+    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &centroid), SIC_INSIDE);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &far), SIC_OUTSIDE);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &onSphere), SIC_OUTSIDE);
+}
+
+TEST(SphereInclusion, CornerObjectOrItsCopyIsInsideWhenTheFilterDecides)
+{
+    const GeomTest3 g;
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    const TetOver tet(p0, p1, p2, p3);
+    const Point3 copyOfCorner(p2);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p2), SIC_INSIDE);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &copyOfCorner), SIC_INSIDE);
+}
+
+TEST(SphereInclusion, UndecidableFilterMeetsTheCornerGuardOnlyForCornerObjects)
+{
+    // A NaN coordinate defeats the filter: the corner object itself hits the guard, any other
+    // point goes on to the exact stages, whose NaN answer counts as inside; orientation says coplanar.
+    const GeomTest3 g;
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, NAN);
+    const TetOver tet(p0, p1, p2, p3);
+    const Point3 other(0.25, 0.25, 0.25);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p3), SIC_ON_CORNER);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &other), SIC_INSIDE);
+    EXPECT_EQ(g.getOrientation3(&p0, &p1, &p2, &p3), ORIENTATION3_COPLANAR);
+}
+
+TEST(NormalVector, UnitNormalAndWarningsForDegenerateTriangles)
+{
+    const Vector3 n = getNormalVector(Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0));
+    EXPECT_EQ(n.x, 0.0);
+    EXPECT_EQ(n.y, 0.0);
+    EXPECT_EQ(n.z, 1.0);
+
+    const std::string warning = "warning: normalize(const Vector3& other), Null length vector!\n";
+    testing::internal::CaptureStdout();
+    const Vector3 same = getNormalVector(Point3(2, 3, 4), Point3(2, 3, 4), Point3(2, 3, 4));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), warning + warning + warning);
+    EXPECT_EQ(same.x, 0.0);
+    EXPECT_EQ(same.y, 0.0);
+    EXPECT_EQ(same.z, 0.0);
+
+    testing::internal::CaptureStdout();
+    const Vector3 collinear = getNormalVector(Point3(0, 0, 0), Point3(1, 1, 1), Point3(2, 2, 2));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), warning);
+    EXPECT_EQ(collinear.x, 0.0);
+    EXPECT_EQ(collinear.y, 0.0);
+    EXPECT_EQ(collinear.z, 0.0);
+}
+
+TEST(ExactOracle, AgreesWithHandComputedCases)
+{
+    const Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    EXPECT_EQ(exactOrientSign(p0, p1, p2, p3), 1);
+    EXPECT_EQ(exactOrientSign(p1, p0, p2, p3), -1);
+    EXPECT_EQ(exactOrientSign(p0, p1, p2, Point3(3, -7, 0)), 0);
+    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1);
+    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, centroid), 1);
+    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, far), -1);
+    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, onSphere), 0);
+    // The answer does not depend on the corners' orientation; the raw determinant does.
+    EXPECT_EQ(exactInSphereSign(p1, p0, p2, p3, centroid), 1);
+    EXPECT_EQ(exactLiftedSign(p0, p1, p2, p3, centroid), -1);
+    EXPECT_EQ(exactLiftedSign(p1, p0, p2, p3, centroid), 1);
+}
+
+TEST(ExactStages, CosphericalInputGivesExactlyZeroFromTheAdaptiveStage)
+{
+    const GeomTest3 g;
+    // (1,4,8), (4,4,7), (9,0,0), (0,9,0) and (8,1,4) all lie on the sphere of radius 9.
+    const Point3 a(1, 4, 8), b(4, 4, 7), c(9, 0, 0), d(0, 9, 0), e(8, 1, 4);
+    // Any upper bound of the filter's permanent is a valid one: 72 * 18^5 bounds it here.
+    EXPECT_EQ(g.insphereAdapt(&a, &b, &c, &d, &e, 1e12), 2);
+    EXPECT_EQ(g.insphereExact(&a, &b, &c, &d, &e), 2);
+}
+
+TEST(ExactStages, LatticeInputNeverNeedsTheTailStages)
+{
+    const long long tailStagesBefore = stageCount(ORIENT_STAGE_C) + stageCount(ORIENT_STAGE_D) +
+                                       stageCount(SPHERE_STAGE_C) + stageCount(SPHERE_EXACT);
+    const long long exactDifferencesBefore = stageCount(ORIENT_EXACT_DIFFERENCES) + stageCount(SPHERE_EXACT_DIFFERENCES);
+    OracleComparison comparison;
+    for (int i = 0; i < 2000; ++i) {
+        Quintuple p = i % 2 == 0 ? cosphericalLattice() : coplanarLattice();
+        comparison.check(p);
+    }
+    EXPECT_EQ(comparison.disagreements(), 0);
+    EXPECT_GT(stageCount(ORIENT_EXACT_DIFFERENCES) + stageCount(SPHERE_EXACT_DIFFERENCES), exactDifferencesBefore);
+    EXPECT_EQ(stageCount(ORIENT_STAGE_C) + stageCount(ORIENT_STAGE_D) + stageCount(SPHERE_STAGE_C) + stageCount(SPHERE_EXACT),
+              tailStagesBefore);
+}
+
+TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
+{
+    const int numCases = casesPerFamily();
+    OracleComparison comparison;
+    for (int i = 0; i < numCases; ++i) {
+        Quintuple p = generalPosition();
+        comparison.check(p);
+    }
+    checkDegenerateFamily(comparison, cosphericalLattice, numCases / 20);
+    checkDegenerateFamily(comparison, coplanarLattice, numCases / 20);
+    checkDegenerateFamily(comparison, coplanarMixedMagnitudes, numCases / 20);
+
+    std::cout << comparison.cases() << " cases; decided by stage";
+    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) std::cout << " " << stageCount(static_cast<PredicateStage>(s));
+    std::cout << std::endl;
+    EXPECT_EQ(comparison.disagreements(), 0);
+    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(stageCount(static_cast<PredicateStage>(s)), 0) << "stage " << s;
+}
