@@ -15,6 +15,8 @@
 #include "Triangle3.h"
 #include "Vector3.h"
 #include "VeskException.h"
+#include "testDataGenerators.h"
+#include "timers.h"
 #include "tools.h"
 
 namespace VESK3D {
