@@ -35,6 +35,34 @@ bool entryBeforeProbe(const IdxVtx* pEntry, uint32_t key, const Point3* p)
     return p != nullptr && *pEntry->pVtx < *p;
 }
 
+bool equivalent(const Point3& a, const Point3& b)
+{
+    return !(a < b) && !(b < a);
+}
+
+struct Candidate {
+    uint32_t key;
+    size_t index;
+};
+
+// Set order with ties broken by input index: repeated coordinates form runs led by their first input.
+std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Point3>& vPoints)
+{
+    std::vector<Candidate> vCandidates(vPoints.size());
+    for (size_t i = 0; i < vPoints.size(); ++i)
+        vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i};
+    std::sort(vCandidates.begin(), vCandidates.end(), [&vPoints](const Candidate& a, const Candidate& b) {
+        if (a.key != b.key)
+            return a.key < b.key;
+        const Point3& pa = vPoints[a.index];
+        const Point3& pb = vPoints[b.index];
+        if (!equivalent(pa, pb))
+            return pa < pb;
+        return a.index < b.index;
+    });
+    return vCandidates;
+}
+
 Tet3* incidentTet(const IdxVtx* pEntry)
 {
     const Point3* pVtx = pEntry->pVtx;
@@ -97,25 +125,7 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         growBoxAndRekey();
     vUserHandles.resize(vPoints.size());
 
-    // Sorted into set order with ties broken by input index, repeated coordinates form runs
-    // whose first member is the input that registers the vertex.
-    struct Candidate {
-        uint32_t key;
-        size_t index;
-    };
-    std::vector<Candidate> vCandidates(vPoints.size());
-    for (size_t i = 0; i < vPoints.size(); ++i)
-        vCandidates[i] = {getHilbertIndex(vPoints[i]), i};
-    std::sort(vCandidates.begin(), vCandidates.end(), [&vPoints](const Candidate& a, const Candidate& b) {
-        if (a.key != b.key)
-            return a.key < b.key;
-        const Point3& pa = vPoints[a.index];
-        const Point3& pb = vPoints[b.index];
-        if (pa < pb || pb < pa)
-            return pa < pb;
-        return a.index < b.index;
-    });
-
+    const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints);
     struct NewRun {
         uint32_t key;
         size_t index;
@@ -127,8 +137,7 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         const Candidate& head = vCandidates[first];
         const Point3& p = vPoints[head.index];
         for (last = first + 1; last < vCandidates.size() && vCandidates[last].key == head.key; ++last) {
-            const Point3& q = vPoints[vCandidates[last].index];
-            if (p < q || q < p)
+            if (!equivalent(p, vPoints[vCandidates[last].index]))
                 break;
         }
         const Pos pos = lowerBound(head.key, &p);
@@ -154,12 +163,7 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         vNewVertices.push_back(pEntry->pVtx);
     }
 
-    std::vector<IdxVtx*> vOld, vMerged;
-    collectEntries(vOld);
-    vMerged.reserve(vOld.size() + vAdded.size());
-    std::merge(vOld.begin(), vOld.end(), vAdded.begin(), vAdded.end(), std::back_inserter(vMerged),
-               Func_ltIdxVtxPtr());
-    rebuildBlocks(vMerged);
+    mergeEntries(vAdded);
 }
 
 Tet3* HC3::getStartTet(const Point3& p)
@@ -264,6 +268,16 @@ void HC3::collectEntries(std::vector<IdxVtx*>& vEntries) const
     vEntries.reserve(vEntries.size() + numEntries);
     for (const std::vector<IdxVtx*>& vBlock : vBlocks)
         vEntries.insert(vEntries.end(), vBlock.begin(), vBlock.end());
+}
+
+void HC3::mergeEntries(const std::vector<IdxVtx*>& vSortedNew)
+{
+    std::vector<IdxVtx*> vOld, vMerged;
+    collectEntries(vOld);
+    vMerged.reserve(vOld.size() + vSortedNew.size());
+    std::merge(vOld.begin(), vOld.end(), vSortedNew.begin(), vSortedNew.end(), std::back_inserter(vMerged),
+               Func_ltIdxVtxPtr());
+    rebuildBlocks(vMerged);
 }
 
 void HC3::rebuildBlocks(const std::vector<IdxVtx*>& vSorted)

@@ -78,6 +78,7 @@ private:
     }
     Pos insertAt(Pos pos, IdxVtx* pEntry);
     Tet3* neighbourTet(Pos pos) const;
+    void mergeEntries(const std::vector<IdxVtx*>& vSortedNew);
     void collectEntries(std::vector<IdxVtx*>& vEntries) const;
     void rebuildBlocks(const std::vector<IdxVtx*>& vSorted);
 
