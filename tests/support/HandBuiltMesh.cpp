@@ -50,17 +50,15 @@ void HandBuiltMesh::linkAll()
     }
 }
 
-std::unique_ptr<HandBuiltMesh> HandBuiltMesh::fan(int m, bool bClosed)
+std::unique_ptr<HandBuiltMesh> HandBuiltMesh::fan(int m)
 {
     auto pMesh = std::make_unique<HandBuiltMesh>();
     Point3* pLow = pMesh->addPoint(0, 0, -1);
     Point3* pHigh = pMesh->addPoint(0, 0, 1);
-    const double turn = 2.0 * std::acos(-1.0);
-    const double step = (bClosed ? turn : 0.75 * turn) / m;
-    const int numRing = bClosed ? m : m + 1;
+    const double step = 2.0 * std::acos(-1.0) / m;
     std::vector<Point3*> vRing;
-    for (int k = 0; k < numRing; ++k) vRing.push_back(pMesh->addPoint(std::cos(k * step), std::sin(k * step), 0));
-    for (int k = 0; k < m; ++k) pMesh->addTet(pLow, pHigh, vRing[k], vRing[(k + 1) % numRing]);
+    for (int k = 0; k < m; ++k) vRing.push_back(pMesh->addPoint(std::cos(k * step), std::sin(k * step), 0));
+    for (int k = 0; k < m; ++k) pMesh->addTet(pLow, pHigh, vRing[k], vRing[(k + 1) % m]);
     pMesh->linkAll();
     return pMesh;
 }

@@ -12,10 +12,8 @@ namespace VeskTest {
 // does, with corners 2 and 3 swapped where needed so that every record is positively oriented.
 class HandBuiltMesh {
 public:
-    // m tetrahedra around the edge (0,0,-1)-(0,0,1), their third and fourth corners on the unit
-    // circle. Closed: the edge is interior. Open: the ring spans three quarters of a turn, so the edge
-    // is on the hull.
-    static std::unique_ptr<HandBuiltMesh> fan(int m, bool bClosed);
+    // m tetrahedra around the interior edge (0,0,-1)-(0,0,1), their other corners on the unit circle.
+    static std::unique_ptr<HandBuiltMesh> fan(int m);
     // The n x n x n block of unit cubes, each split into the six tetrahedra along its main diagonal.
     static std::unique_ptr<HandBuiltMesh> cubeGrid(int n);
 
