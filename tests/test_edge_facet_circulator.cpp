@@ -54,10 +54,7 @@ std::vector<Tet3*> circulate(const Edge3& start, bool& bClosed, size_t maxSteps)
     std::vector<Tet3*> vVisited{*it};
     bClosed = false;
     while (vVisited.size() <= maxSteps) {
-        if (it.nextIsNull()) {
-            EXPECT_EQ(it.previewNextTet(), nullptr);
-            return vVisited;
-        }
+        if (it.nextIsNull()) return vVisited;
         Tet3* pExpectedNext = it.previewNextTet();
         const Point3* pOldOpp3 = (*it)->getCorner(it.getOpp3Index());
         ++it;
