@@ -4,10 +4,13 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <iomanip>
 #include <iostream>
+#include <sstream>
 
 #include "Edge3.h"
 #include "TetAroundEdgeIterator.h"
+#include "Visualizer3.h"
 #include "tools.h"
 
 namespace VESK3D {
@@ -751,6 +754,118 @@ Tet3* Dt3::locate(const Point3& p)
     pStart = liveStartTet(query, pStart);
     const int result = locateConflictTet(&query, pStart);
     return result == -1 || result == -2 ? pStart : nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Diagnostics: the self-check, the text dump and the scene file of the mesh.
+
+namespace {
+
+// Process-wide so that the dump files of several failed checks, of any engine, never overwrite
+// each other.
+std::string nextDumpFilePrefix()
+{
+    static int dumpFileCounter = -1;
+    std::ostringstream prefix;
+    prefix << std::setw(5) << std::setfill('0') << ++dumpFileCounter << "_";
+    return prefix.str();
+}
+
+void printOrientation(const std::string& label, Orientation3 o)
+{
+    std::cout << label << ": ";
+    switch (o) {
+    case ORIENTATION3_POSITIVE: std::cout << "positive" << std::endl; break;
+    case ORIENTATION3_NEGATIVE: std::cout << "negative" << std::endl; break;
+    case ORIENTATION3_COPLANAR: std::cout << "coplanar" << std::endl; break;
+    }
+}
+
+// Before the first tetrahedron exists there is nothing to list; asking anyway would print the
+// query's own complaint into the dump.
+std::vector<Tet3*> liveTetrahedra(const Dt3& dt)
+{
+    std::vector<Tet3*> vTets;
+    if (dt.is3D()) dt.getAllTetrahedra(vTets);
+    return vTets;
+}
+
+void reportNegativeSideDefect(const std::string& label, const Tet3& tet, int oppIndex, const Point3& vertex,
+                              Orientation3 o)
+{
+    box("ERROR: checkValidity at [" + label + "]");
+    std::cout << "Dt3::checkValidity, HUH, vertex " << static_cast<const void*>(&vertex) << " should be on the negative side, tet="
+              << std::endl;
+    std::cout << tet << "oppIndex=" << oppIndex << ", Vertex=" << static_cast<const void*>(&vertex) << "=" << vertex << std::endl;
+    printOrientation("checkValidity", o);
+}
+
+void reportSphereInclusionDefect(Tet3* pTet, const Point3* pVertex)
+{
+    box("checkValidity: ERROR ERROR ERROR");
+    std::cout << "Dt3::checkValidity, HUH - sphereIncTest failed: " << std::endl;
+    std::cout << *pTet << ", Vertex=" << static_cast<const void*>(pVertex) << "=" << *pVertex << std::endl;
+    Visualizer3 vis(nextDumpFilePrefix() + "sphereIncBug.list");
+    vis.writeTet(pTet, Visualizer3::RED);
+    vis.writePoint(pVertex, 8, Visualizer3::WHITE);
+    const Point3 center = pTet->getCircumcenter();
+    const Vector3 radius = *pTet->getCorner(0) - center;
+    vis.writeSphere(center, radius.dot(radius));
+}
+
+} // namespace
+
+bool Dt3::checkValidity(const std::string& label, bool /*checkVisited*/, bool checkSphereInclusion) const
+{
+    const std::vector<Tet3*> vTets = liveTetrahedra(*this);
+    std::cout << "\n\n** CheckValidity at [ " << label << "]:" << " Number of tetrahedra: " << vTets.size() << std::endl;
+    // The visited flags are always checked: a set flag breaks the next insertion.
+    std::cout << "   with --checkvisited" << std::endl;
+    std::cout << (checkSphereInclusion ? "   with --checkSphereInc" : "   without --checkSphereInc") << std::endl;
+    std::cout << "   vTets.size()=" << vTets.size() << std::endl;
+    for (Tet3* pTet : vTets) {
+        if (pTet->hasBeenVisited) {
+            error("Dt3::CheckValidity()", "pcurrentTet->hasBeenvisited=true");
+            std::cout << *pTet << std::endl;
+            VESK_ASSERT(false);
+        }
+        for (int i = 0; i < 4; ++i) {
+            Point3* pOppVtx = pTet->getOppVtxInOppTet(i, true);
+            if (pOppVtx == nullptr) continue;
+            const Orientation3 o = predicates.getOrientation3(pTet, i, pOppVtx);
+            if (o != ORIENTATION3_NEGATIVE) {
+                reportNegativeSideDefect(label, *pTet, i, *pOppVtx, o);
+                show(nextDumpFilePrefix() + "negSideBug.list", pOppVtx);
+                return false;
+            }
+            if (checkSphereInclusion && predicates.sphereInclusionTest(pTet, pOppVtx) == SIC_INSIDE) {
+                reportSphereInclusionDefect(pTet, pOppVtx);
+                return false;
+            }
+        }
+    }
+    std::cout << "** CheckValidity at (" << label << ") has been finished, seems OK" << std::endl << std::endl;
+    return true;
+}
+
+void Dt3::print(const std::string& label) const
+{
+    const std::vector<Tet3*> vTets = liveTetrahedra(*this);
+    std::cout << "\n\n**** Dt3::print(" << label << "), numTets=" << vTets.size() << std::endl;
+    for (const Tet3* pTet : vTets) std::cout << *pTet << std::endl << std::endl;
+}
+
+void Dt3::show(const std::string& filename, const Point3* pVtx) const
+{
+    const std::vector<Tet3*> vTets = liveTetrahedra(*this);
+    std::cout << "  Dt3::show(): vTets.size()=" << vTets.size() << std::endl;
+    Visualizer3 vis(filename);
+    for (Tet3* pTet : vTets) {
+        vis.writeTet(pTet, Visualizer3::getNextColor());
+        for (int i = 0; i < 4; ++i) vis.writePoint(pTet->getCorner(i), 5, Visualizer3::GREEN);
+    }
+    if (pVtx != nullptr) vis.writePoint(pVtx, 10, Visualizer3::RED);
+    vis.close();
 }
 
 } // namespace VESK3D

@@ -14,6 +14,7 @@
 // Its limits: no removal of vertices; no infinite vertex (a hull facet simply has no neighbour);
 // while every point seen is coplanar there are no tetrahedra at all, points are only held; one
 // engine must not be used from two threads at once. A Tet3* is valid only until the next insertion.
+#include <string>
 #include <vector>
 
 #include "GeomTest3.h"
@@ -56,6 +57,16 @@ public:
     void triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet);
 
     const GeomTest3& getPredicates() const { return predicates; }
+
+    // Diagnostics. checkValidity tests every facet for a neighbour vertex strictly beyond it and,
+    // when asked, for a neighbour vertex strictly inside the circumsphere; it reports the first
+    // defect with a numbered scene file in the current directory and returns false, and throws on
+    // a set visited flag. checkVisited is accepted for compatibility and ignored: visited flags
+    // are always checked. show writes every tetrahedron in the rotation colours and marks pVtx
+    // (may be null).
+    bool checkValidity(const std::string& label, bool checkVisited, bool checkSphereInclusion) const;
+    void print(const std::string& label) const;
+    void show(const std::string& filename, const Point3* pVtx) const;
 
 private:
     Tet3* createTet(Point3* a, Point3* b, Point3* c, Point3* d);

@@ -73,6 +73,21 @@ void Vesk_3D::setVerbosity(bool bVerbose)
     pDt->setVerbosity(bVerbose);
 }
 
+bool Vesk_3D::checkValidity(const std::string& name, bool checkSphereInclusion) const
+{
+    return pDt->checkValidity(name, checkSphereInclusion, checkSphereInclusion);
+}
+
+void Vesk_3D::print(const std::string& name) const
+{
+    pDt->print(name);
+}
+
+void Vesk_3D::show(const std::string& filename, Point3* pVtx) const
+{
+    pDt->show(filename, pVtx);
+}
+
 int getMajorVersionNumber() { return majorVersion; }
 int getMinorVersionNumber() { return minorVersion; }
 int getRevisionNumber() { return revision; }
