@@ -3,7 +3,7 @@
 # they are all present already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev "$@")
+packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libcgal-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,0 +1,202 @@
+#include "InputFamilies.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+using VESK3D::Point3;
+
+namespace VeskTest {
+
+namespace {
+
+int uniformInt(std::mt19937_64& rng, int lo, int hi)
+{
+    return std::uniform_int_distribution<int>(lo, hi)(rng);
+}
+
+} // namespace
+
+void shuffle(Points& points, std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    std::shuffle(points.begin(), points.end(), rng);
+}
+
+Points uniformCube(int n, std::uint64_t seed, double lo, double hi)
+{
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> coord(lo, hi);
+    Points points;
+    for (int i = 0; i < n; ++i) {
+        double x = coord(rng);
+        double y = coord(rng);
+        double z = coord(rng);
+        points.emplace_back(x, y, z);
+    }
+    return points;
+}
+
+Points gaussianClusters(int n, std::uint64_t seed, int numClusters)
+{
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> centre(-10.0, 10.0);
+    std::vector<Point3> centres;
+    for (int c = 0; c < numClusters; ++c) {
+        double x = centre(rng);
+        double y = centre(rng);
+        double z = centre(rng);
+        centres.emplace_back(x, y, z);
+    }
+    std::normal_distribution<double> offset(0.0, 0.3);
+    Points points;
+    for (int i = 0; i < n; ++i) {
+        const Point3& c = centres[uniformInt(rng, 0, numClusters - 1)];
+        double x = c.x() + offset(rng);
+        double y = c.y() + offset(rng);
+        double z = c.z() + offset(rng);
+        points.emplace_back(x, y, z);
+    }
+    return points;
+}
+
+Points nearSphere(int n, std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    std::normal_distribution<double> gauss(0.0, 1.0);
+    Points points;
+    while (static_cast<int>(points.size()) < n) {
+        double x = gauss(rng);
+        double y = gauss(rng);
+        double z = gauss(rng);
+        double length = std::sqrt(x * x + y * y + z * z);
+        if (length > 1e-3) points.emplace_back(x / length, y / length, z / length);
+    }
+    return points;
+}
+
+Points pythagoreanSphere(int r, std::uint64_t seed)
+{
+    Points points;
+    for (int x = -r; x <= r; ++x) {
+        for (int y = -r; y <= r; ++y) {
+            for (int z = -r; z <= r; ++z) {
+                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
+            }
+        }
+    }
+    shuffle(points, seed);
+    return points;
+}
+
+Points integerGrid(int n, std::uint64_t seed)
+{
+    Points points;
+    for (int x = 0; x < n; ++x) {
+        for (int y = 0; y < n; ++y) {
+            for (int z = 0; z < n; ++z) points.emplace_back(x, y, z);
+        }
+    }
+    if (seed != 0) shuffle(points, seed);
+    return points;
+}
+
+Points tinyGridWithDuplicates(std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    Points subset;
+    const int keepPercent = uniformInt(rng, 10, 100);
+    for (int x = 0; x < 3; ++x) {
+        for (int y = 0; y < 3; ++y) {
+            for (int z = 0; z < 3; ++z) {
+                if (uniformInt(rng, 1, 100) <= keepPercent) subset.emplace_back(x, y, z);
+            }
+        }
+    }
+    return withDuplicates(subset, rng(), 0.35);
+}
+
+Points coplanarOnly(int n, std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    Points points;
+    for (int i = 0; i < n; ++i) {
+        int x = uniformInt(rng, -20, 20);
+        int y = uniformInt(rng, -20, 20);
+        points.emplace_back(x, y, x + 2 * y - 3);
+    }
+    return points;
+}
+
+Points coplanarPlusOne(int n, std::uint64_t seed)
+{
+    Points points = coplanarOnly(n, seed);
+    points.emplace_back(1.5, -2.0, 7.25);
+    return points;
+}
+
+Points collinear(int n, std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    Points points;
+    for (int i = 0; i < n; ++i) {
+        int t = uniformInt(rng, -50, 50);
+        points.emplace_back(1 + 3 * t, 5 - t, -7 + 2 * t);
+    }
+    return points;
+}
+
+Points cubeCorners()
+{
+    return integerGrid(2, 0);
+}
+
+Points largeOffset(int n, std::uint64_t seed, int exponent)
+{
+    const double offset = std::ldexp(1.0, exponent);
+    Points points = uniformCube(n, seed, 0.0, 1000.0);
+    for (Point3& p : points) p.exchange(p.x() + offset, p.y() - offset, p.z() + 0.5 * offset);
+    return points;
+}
+
+Points tinyScale(int n, std::uint64_t seed)
+{
+    return uniformCube(n, seed, 0.0, std::ldexp(1.0, -40));
+}
+
+Points withDuplicates(const Points& points, std::uint64_t seed, double duplicateFraction)
+{
+    std::mt19937_64 rng(seed);
+    Points result = points;
+    if (points.empty()) return result;
+    const int numCopies = static_cast<int>(std::ceil(duplicateFraction * points.size()));
+    for (int i = 0; i < numCopies; ++i) {
+        const Point3& p = points[uniformInt(rng, 0, static_cast<int>(points.size()) - 1)];
+        // -0.0 equals 0.0, so a copy with negated zeros is still a duplicate.
+        auto flipZero = [](double v) { return v == 0.0 ? -v : v; };
+        if (i % 2 == 0) result.emplace_back(p.x(), p.y(), p.z());
+        else result.emplace_back(flipZero(p.x()), flipZero(p.y()), flipZero(p.z()));
+    }
+    shuffle(result, rng());
+    return result;
+}
+
+const std::vector<Family>& allFamilies()
+{
+    static const std::vector<Family> families = {
+        {"uniformCube", [](int n, std::uint64_t s) { return uniformCube(n, s); }},
+        {"gaussianClusters", [](int n, std::uint64_t s) { return gaussianClusters(n, s); }},
+        {"nearSphere", [](int n, std::uint64_t s) { return nearSphere(n, s); }},
+        {"grid", [](int n, std::uint64_t s) { return integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s); }},
+        {"coplanarPlusOne", [](int n, std::uint64_t s) { return coplanarPlusOne(n - 1, s); }},
+        {"largeOffset30", [](int n, std::uint64_t s) { return largeOffset(n, s, 30); }},
+        {"largeOffset40", [](int n, std::uint64_t s) { return largeOffset(n, s, 40); }},
+        {"tinyScale", [](int n, std::uint64_t s) { return tinyScale(n, s); }},
+        {"uniformWithDuplicates", [](int n, std::uint64_t s) { return withDuplicates(uniformCube(n, s), s + 1, 0.3); }},
+        {"gridWithDuplicates",
+         [](int n, std::uint64_t s) { return withDuplicates(integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s), s + 1, 0.3); }},
+    };
+    return families;
+}
+
+} // namespace VeskTest

@@ -1,0 +1,181 @@
+#include "MeshBuilder.h"
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+#include <unordered_set>
+
+#include "MeshChecker.h"
+
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace VeskTest {
+
+namespace {
+
+std::array<double, 3> coordKey(const Point3& p)
+{
+    return {p.x() + 0.0, p.y() + 0.0, p.z() + 0.0};
+}
+
+// Every vertex handed back must carry its input's coordinates and be the one vertex of them.
+::testing::AssertionResult checkHandle(BuiltMesh& mesh, const Point3& input, Point3* pVertex)
+{
+    if (!pVertex) return ::testing::AssertionFailure() << "no vertex handed back for " << input.x() << ", " << input.y() << ", " << input.z();
+    if (!(*pVertex == input)) return ::testing::AssertionFailure() << "the vertex handed back for an input has other coordinates";
+    Point3*& known = mesh.vertexOf[coordKey(input)];
+    if (known && known != pVertex) return ::testing::AssertionFailure() << "two different vertices handed back for equal coordinates";
+    known = pVertex;
+    return ::testing::AssertionSuccess();
+}
+
+// Records what the start-up rules may leave held when a call creates the first tetrahedron: the
+// single-point path triangulates only the first tetrahedron; a batch triangulates the earlier
+// points too unless the registry's size happens to equal the batch's.
+class StartupWatch {
+public:
+    explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D())
+    {
+        if (!wasFull) mesh.dt->getVertices(vBefore);
+    }
+
+    void afterSingle(BuiltMesh& mesh) const
+    {
+        if (wasFull || !mesh.dt->is3D()) return;
+        std::unordered_set<const Point3*> corners;
+        for (const Tet3* t : allTetrahedra(*mesh.dt)) {
+            for (int i = 0; i < 4; ++i) corners.insert(t->getCorner(i));
+        }
+        std::vector<Point3*> vNow;
+        mesh.dt->getVertices(vNow);
+        for (const Point3* p : vNow) {
+            if (!corners.count(p)) mesh.vMayBeHeld.push_back(*p);
+        }
+    }
+
+    void afterBatch(BuiltMesh& mesh, std::size_t batchSize) const
+    {
+        if (wasFull || !mesh.dt->is3D()) return;
+        std::vector<Point3*> vNow;
+        mesh.dt->getVertices(vNow);
+        if (vNow.size() != batchSize) return;
+        for (const Point3* p : vBefore) mesh.vMayBeHeld.push_back(*p);
+    }
+
+private:
+    bool wasFull;
+    std::vector<Point3*> vBefore;
+};
+
+::testing::AssertionResult insertSingle(BuiltMesh& mesh, const Point3& p)
+{
+    StartupWatch watch(mesh);
+    Point3 copy(p);
+    Point3* pVertex = mesh.dt->insert(copy);
+    mesh.vInputs.push_back(p);
+    watch.afterSingle(mesh);
+    return checkHandle(mesh, p, pVertex);
+}
+
+::testing::AssertionResult insertChunk(BuiltMesh& mesh, const Points& vChunk, bool withHandles)
+{
+    StartupWatch watch(mesh);
+    Points copy(vChunk);
+    std::vector<Point3*> vHandles;
+    if (withHandles) mesh.dt->insert(copy, vHandles);
+    else mesh.dt->insert(copy);
+    mesh.vInputs.insert(mesh.vInputs.end(), vChunk.begin(), vChunk.end());
+    watch.afterBatch(mesh, vChunk.size());
+    if (!withHandles) return ::testing::AssertionSuccess();
+    if (vHandles.size() != vChunk.size()) {
+        return ::testing::AssertionFailure() << vHandles.size() << " handles for " << vChunk.size() << " points";
+    }
+    for (std::size_t i = 0; i < vChunk.size(); ++i) {
+        ::testing::AssertionResult result = checkHandle(mesh, vChunk[i], vHandles[i]);
+        if (!result) return result << " (handle " << i << ")";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult insertInChunks(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    std::mt19937_64 rng(seed);
+    const std::size_t maxChunk = std::max<std::size_t>(1, vPoints.size() / 3);
+    for (std::size_t first = 0; first < vPoints.size();) {
+        if (mode == InsertMode::Mixed && rng() % 2 == 0) {
+            ::testing::AssertionResult result = insertSingle(mesh, vPoints[first++]);
+            if (!result) return result;
+            continue;
+        }
+        const std::size_t size = std::min(vPoints.size() - first, 1 + static_cast<std::size_t>(rng() % maxChunk));
+        const Points vChunk(vPoints.begin() + first, vPoints.begin() + first + size);
+        first += size;
+        ::testing::AssertionResult result = insertChunk(mesh, vChunk, mode == InsertMode::SeveralBatches || rng() % 2 == 0);
+        if (!result) return result;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Handles stay valid for the life of the triangulation: all of them must still be registered.
+::testing::AssertionResult checkHandlesRegistered(const BuiltMesh& mesh)
+{
+    std::vector<Point3*> vVertices;
+    mesh.dt->getVertices(vVertices);
+    const std::unordered_set<const Point3*> registered(vVertices.begin(), vVertices.end());
+    for (const auto& entry : mesh.vertexOf) {
+        if (!registered.count(entry.second)) return ::testing::AssertionFailure() << "a vertex handed back earlier is no longer registered";
+        if (coordKey(*entry.second) != entry.first) return ::testing::AssertionFailure() << "a vertex handed back earlier has changed coordinates";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+} // namespace
+
+const char* modeName(InsertMode mode)
+{
+    switch (mode) {
+    case InsertMode::Batch: return "Batch";
+    case InsertMode::BatchHandles: return "BatchHandles";
+    case InsertMode::Singles: return "Singles";
+    case InsertMode::SeveralBatches: return "SeveralBatches";
+    case InsertMode::Mixed: return "Mixed";
+    }
+    return "?";
+}
+
+::testing::AssertionResult insertPoints(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    ::testing::internal::CaptureStdout();
+    ::testing::AssertionResult result = ::testing::AssertionSuccess();
+    try {
+        switch (mode) {
+        case InsertMode::Batch:
+        case InsertMode::BatchHandles: result = insertChunk(mesh, vPoints, mode == InsertMode::BatchHandles); break;
+        case InsertMode::Singles:
+            for (std::size_t i = 0; i < vPoints.size() && result; ++i) result = insertSingle(mesh, vPoints[i]);
+            break;
+        case InsertMode::SeveralBatches:
+        case InsertMode::Mixed: result = insertInChunks(mesh, vPoints, mode, seed); break;
+        }
+    } catch (const std::exception&) {
+        const std::string output = ::testing::internal::GetCapturedStdout();
+        // The cause was printed just before the throw.
+        return ::testing::AssertionFailure() << "exception while inserting; last output:\n"
+                                             << output.substr(output.size() - std::min<std::size_t>(output.size(), 1500));
+    }
+    ::testing::internal::GetCapturedStdout();
+    if (!result) return result;
+    return checkHandlesRegistered(mesh);
+}
+
+::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName)
+{
+    BuiltMesh mesh;
+    ::testing::AssertionResult result = insertPoints(mesh, vPoints, mode, seed);
+    if (result) result = checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld);
+    if (!result) result << "\n  case: " << caseName << ", " << vPoints.size() << " points, mode " << modeName(mode) << ", seed " << seed;
+    return result;
+}
+
+} // namespace VeskTest

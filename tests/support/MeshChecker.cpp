@@ -1,0 +1,641 @@
+#include "MeshChecker.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <sstream>
+#include <unordered_map>
+#include <unordered_set>
+
+#include <gmpxx.h>
+
+#include "ExactOracle.h"
+
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace VeskTest {
+
+namespace {
+
+// Exact-cost checks run only below these sizes; the local checks alone are complete, these are
+// independent confirmations for small meshes.
+constexpr std::size_t maxPairsForGlobalChecks = 50000;
+constexpr std::size_t maxVerticesForVolumeCheck = 30;
+
+struct CoordLess {
+    bool operator()(const Point3& a, const Point3& b) const
+    {
+        if (a.x() != b.x()) return a.x() < b.x();
+        if (a.y() != b.y()) return a.y() < b.y();
+        return a.z() < b.z();
+    }
+    bool operator()(const Point3* a, const Point3* b) const { return (*this)(*a, *b); }
+};
+using CoordSet = std::set<Point3, CoordLess>;
+
+std::string describe(const Point3& p)
+{
+    std::ostringstream os;
+    os.precision(17);
+    os << "(" << p.x() << ", " << p.y() << ", " << p.z() << ")";
+    return os.str();
+}
+
+std::string describe(const Tet3& tet)
+{
+    std::ostringstream os;
+    os << "tet label " << tet.getLabel() << " [";
+    for (int i = 0; i < 4; ++i) {
+        const Point3* p = tet.getCorner(i);
+        os << (i ? ", " : "") << (p ? describe(*p) : std::string("null"));
+    }
+    os << "]";
+    return os.str();
+}
+
+// Orientation of tet with corner i replaced by q: +1 when q is on corner i's side of facet i.
+int sideOfFacet(const Tet3& tet, int i, const Point3& q)
+{
+    const Point3* c[4] = {tet.getCorner(0), tet.getCorner(1), tet.getCorner(2), tet.getCorner(3)};
+    c[i] = &q;
+    return orientSign(*c[0], *c[1], *c[2], *c[3]);
+}
+
+double det3(const double* p, const double* q, const double* r)
+{
+    return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
+}
+
+double permanent3(const double* p, const double* q, const double* r)
+{
+    using std::fabs;
+    return fabs(p[0]) * (fabs(q[1] * r[2]) + fabs(q[2] * r[1])) + fabs(p[1]) * (fabs(q[2] * r[0]) + fabs(q[0] * r[2]))
+         + fabs(p[2]) * (fabs(q[0] * r[1]) + fabs(q[1] * r[0]));
+}
+
+// The rounding error of both determinants stays below 30 units in the last place of their
+// permanent; these bounds are a thousand times wider. Tiny or non-finite permanents go exact.
+constexpr double orientFilterBound = 1e-12;
+constexpr double inSphereFilterBound = 1e-11;
+constexpr double smallestTrustedPermanent = 1e-250;
+
+bool filterDecides(double det, double permanent, double relativeBound, int& sign)
+{
+    if (!std::isfinite(permanent) || permanent < smallestTrustedPermanent) return false;
+    const double bound = relativeBound * permanent;
+    if (det > bound) sign = 1;
+    else if (det < -bound) sign = -1;
+    else return false;
+    return true;
+}
+
+mpq_class sixVolume(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
+{
+    const mpq_class ax = mpq_class(a.x()), ay = mpq_class(a.y()), az = mpq_class(a.z());
+    const mpq_class ux = mpq_class(b.x()) - ax, uy = mpq_class(b.y()) - ay, uz = mpq_class(b.z()) - az;
+    const mpq_class vx = mpq_class(c.x()) - ax, vy = mpq_class(c.y()) - ay, vz = mpq_class(c.z()) - az;
+    const mpq_class wx = mpq_class(d.x()) - ax, wy = mpq_class(d.y()) - ay, wz = mpq_class(d.z()) - az;
+    return (uy * vz - uz * vy) * wx + (uz * vx - ux * vz) * wy + (ux * vy - uy * vx) * wz;
+}
+
+mpq_class squaredDistance(const Point3& a, const Point3& b)
+{
+    const mpq_class dx = mpq_class(a.x()) - mpq_class(b.x());
+    const mpq_class dy = mpq_class(a.y()) - mpq_class(b.y());
+    const mpq_class dz = mpq_class(a.z()) - mpq_class(b.z());
+    return dx * dx + dy * dy + dz * dz;
+}
+
+bool collinear(const Point3& a, const Point3& b, const Point3& c)
+{
+    const mpq_class ux = mpq_class(b.x()) - mpq_class(a.x()), uy = mpq_class(b.y()) - mpq_class(a.y()), uz = mpq_class(b.z()) - mpq_class(a.z());
+    const mpq_class vx = mpq_class(c.x()) - mpq_class(a.x()), vy = mpq_class(c.y()) - mpq_class(a.y()), vz = mpq_class(c.z()) - mpq_class(a.z());
+    return uy * vz == uz * vy && uz * vx == ux * vz && ux * vy == uy * vx;
+}
+
+// Six times the volume of the cone from apex over the convex hull of the coplanar face points
+// (apex off their plane). The face polygon is gift-wrapped with the apex as the side reference.
+mpq_class coneSixVolume(const Point3& apex, const std::vector<const Point3*>& vFace)
+{
+    auto turn = [&apex](const Point3* a, const Point3* b, const Point3* c) { return orientSign(apex, *a, *b, *c); };
+    const Point3* start = *std::min_element(vFace.begin(), vFace.end(), CoordLess());
+    std::vector<const Point3*> vHull{start};
+    const Point3* current = start;
+    while (vHull.size() <= vFace.size()) {
+        const Point3* next = current == vFace[0] ? vFace[1] : vFace[0];
+        for (const Point3* p : vFace) {
+            if (p == current || p == next) continue;
+            const int t = turn(current, next, p);
+            if (t < 0 || (t == 0 && squaredDistance(*current, *p) > squaredDistance(*current, *next))) next = p;
+        }
+        if (next == start) break;
+        vHull.push_back(next);
+        current = next;
+    }
+    mpq_class sum = 0;
+    for (std::size_t i = 1; i + 1 < vHull.size(); ++i) sum += abs(sixVolume(apex, *start, *vHull[i], *vHull[i + 1]));
+    return sum;
+}
+
+// Six times the convex hull volume, from the supporting planes found by brute force over all triples.
+mpq_class bruteForceHullSixVolume(const std::vector<const Point3*>& vPoints)
+{
+    const std::size_t n = vPoints.size();
+    std::vector<std::uint64_t> vFaces;
+    mpq_class volume = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = i + 1; j < n; ++j) {
+            for (std::size_t k = j + 1; k < n; ++k) {
+                const std::uint64_t triple = (std::uint64_t(1) << i) | (std::uint64_t(1) << j) | (std::uint64_t(1) << k);
+                // Three non-collinear points of a known face span its plane again.
+                if (std::any_of(vFaces.begin(), vFaces.end(), [triple](std::uint64_t face) { return (face & triple) == triple; })) continue;
+                bool positive = false, negative = false;
+                std::uint64_t onPlane = 0;
+                for (std::size_t m = 0; m < n && !(positive && negative); ++m) {
+                    const int s = orientSign(*vPoints[i], *vPoints[j], *vPoints[k], *vPoints[m]);
+                    positive |= s > 0;
+                    negative |= s < 0;
+                    if (s == 0) onPlane |= std::uint64_t(1) << m;
+                }
+                if (positive == negative) continue; // not supporting, or a collinear triple
+                vFaces.push_back(onPlane);
+                if (onPlane & 1) continue;
+                std::vector<const Point3*> vFace;
+                for (std::size_t m = 0; m < n; ++m) {
+                    if (onPlane & (std::uint64_t(1) << m)) vFace.push_back(vPoints[m]);
+                }
+                volume += coneSixVolume(*vPoints[0], vFace);
+            }
+        }
+    }
+    return volume;
+}
+
+TetKey cornerKey(const std::array<const Point3*, 4>& corners)
+{
+    TetKey key;
+    for (int i = 0; i < 4; ++i) {
+        // Adding 0.0 turns -0.0 into 0.0, so equal points give equal keys.
+        key[i] = {corners[i]->x() + 0.0, corners[i]->y() + 0.0, corners[i]->z() + 0.0};
+    }
+    std::sort(key.begin(), key.end());
+    return key;
+}
+
+// The judge of one mesh: each check returns a failure on the first defect it finds.
+class Checker {
+public:
+    Checker(const MeshView& mesh, const Points& vInputs, const Points& vMayBeHeld)
+        : vVertices(mesh.vVertices), vTets(mesh.vTets), is3D(mesh.is3D), vInputs(vInputs), mayBeHeld(vMayBeHeld.begin(), vMayBeHeld.end())
+    {
+    }
+
+    ::testing::AssertionResult run()
+    {
+        for (auto check : {&Checker::checkRegistry, &Checker::checkDimension, &Checker::checkTetrahedra, &Checker::checkLinks,
+                           &Checker::checkFacetUse, &Checker::checkConnected, &Checker::checkVertexIncidence, &Checker::checkHull,
+                           &Checker::checkCoverDegree, &Checker::checkGlobalEmptySpheres, &Checker::checkVolume}) {
+            ::testing::AssertionResult result = (this->*check)();
+            if (!result) return result;
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+private:
+    ::testing::AssertionResult checkRegistry()
+    {
+        const CoordSet inputs(vInputs.begin(), vInputs.end());
+        CoordSet registered;
+        for (const Point3* p : vVertices) {
+            if (!p) return ::testing::AssertionFailure() << "getVertices returned a null vertex";
+            if (!registered.insert(*p).second) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " is registered twice";
+            if (!inputs.count(*p)) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " was never inserted";
+            vertexSet.insert(p);
+        }
+        if (registered.size() != inputs.size()) {
+            for (const Point3& p : inputs) {
+                if (!registered.count(p)) return ::testing::AssertionFailure() << "input point " << describe(p) << " is not registered";
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkDimension()
+    {
+        if (is3D) {
+            if (!vTets.empty()) return ::testing::AssertionSuccess();
+            return ::testing::AssertionFailure() << "is3D() is true but getTetrahedra returned nothing";
+        }
+        // Before the first tetrahedron all registered points must be coplanar.
+        for (std::size_t k = 2; k < vVertices.size(); ++k) {
+            if (collinear(*vVertices[0], *vVertices[1], *vVertices[k])) continue;
+            for (const Point3* d : vVertices) {
+                if (orientSign(*vVertices[0], *vVertices[1], *vVertices[k], *d) != 0) {
+                    return ::testing::AssertionFailure() << "is3D() is false although " << describe(*d) << " lies off the plane of the others";
+                }
+            }
+            break;
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkTetrahedra()
+    {
+        for (const Tet3* t : vTets) {
+            if (!t) return ::testing::AssertionFailure() << "getTetrahedra returned a null tetrahedron";
+            if (!tetSet.insert(t).second) return ::testing::AssertionFailure() << describe(*t) << " is listed twice";
+            if (t->hasBeenVisited) return ::testing::AssertionFailure() << describe(*t) << " is left marked visited";
+            for (int i = 0; i < 4; ++i) {
+                const Point3* p = t->getCorner(i);
+                if (!p || !vertexSet.count(p)) return ::testing::AssertionFailure() << describe(*t) << ": corner " << i << " is no registered vertex";
+                for (int j = 0; j < i; ++j) {
+                    if (t->getCorner(j) == p) return ::testing::AssertionFailure() << describe(*t) << ": corners " << j << " and " << i << " coincide";
+                }
+            }
+            const int o = orientSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
+            if (o <= 0) return ::testing::AssertionFailure() << describe(*t) << " is " << (o ? "negatively oriented" : "flat");
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkLinks()
+    {
+        for (const Tet3* t : vTets) {
+            for (int i = 0; i < 4; ++i) {
+                const Tet3* n = t->getOppTet(i);
+                if (!n) continue;
+                if (n == t) return ::testing::AssertionFailure() << describe(*t) << " is its own neighbour " << i;
+                if (!tetSet.count(n)) return ::testing::AssertionFailure() << describe(*t) << ": neighbour " << i << " is not a live tetrahedron";
+                int back = -1;
+                for (int j = 0; j < 4; ++j) {
+                    if (n->getOppTet(j) != t) continue;
+                    if (back >= 0) return ::testing::AssertionFailure() << describe(*n) << " links " << describe(*t) << " twice";
+                    back = j;
+                }
+                if (back < 0) return ::testing::AssertionFailure() << describe(*t) << ": neighbour " << i << ", " << describe(*n) << ", does not link back";
+                const Point3* apex = n->getCorner(back);
+                for (int k = 0; k < 4; ++k) {
+                    if (k != i && !n->hasVertex(t->getCorner(k))) {
+                        return ::testing::AssertionFailure() << describe(*t) << " and its neighbour " << i << ", " << describe(*n) << ", share no facet";
+                    }
+                }
+                if (sideOfFacet(*t, i, *apex) >= 0) {
+                    return ::testing::AssertionFailure() << describe(*t) << ": the neighbour " << describe(*n) << " across facet " << i
+                                                         << " is not strictly on the other side";
+                }
+                if (t < n && inSphereSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3), *apex) > 0) {
+                    return ::testing::AssertionFailure() << "not locally Delaunay: " << describe(*apex) << " is strictly inside the circumsphere of "
+                                                         << describe(*t);
+                }
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkFacetUse()
+    {
+        struct FacetUse {
+            std::array<const Point3*, 3> corners;
+            const Tet3* tet;
+            int index;
+        };
+        std::vector<FacetUse> vUses;
+        vUses.reserve(4 * vTets.size());
+        for (const Tet3* t : vTets) {
+            for (int i = 0; i < 4; ++i) {
+                FacetUse use{{}, t, i};
+                for (int k = 0, m = 0; k < 4; ++k) {
+                    if (k != i) use.corners[m++] = t->getCorner(k);
+                }
+                std::sort(use.corners.begin(), use.corners.end());
+                vUses.push_back(use);
+            }
+        }
+        std::sort(vUses.begin(), vUses.end(), [](const FacetUse& a, const FacetUse& b) { return a.corners < b.corners; });
+        for (std::size_t first = 0; first < vUses.size();) {
+            std::size_t last = first + 1;
+            while (last < vUses.size() && vUses[last].corners == vUses[first].corners) ++last;
+            const FacetUse& a = vUses[first];
+            if (last - first > 2) return ::testing::AssertionFailure() << "a facet of " << describe(*a.tet) << " belongs to " << last - first << " tetrahedra";
+            if (last - first == 1 && a.tet->getOppTet(a.index)) {
+                return ::testing::AssertionFailure() << describe(*a.tet) << ": facet " << a.index << " has a neighbour but no other tetrahedron holds it";
+            }
+            if (last - first == 2 && a.tet->getOppTet(a.index) != vUses[first + 1].tet) {
+                return ::testing::AssertionFailure() << describe(*a.tet) << ": facet " << a.index << " is shared with " << describe(*vUses[first + 1].tet)
+                                                     << " but not linked to it";
+            }
+            first = last;
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkConnected()
+    {
+        if (vTets.empty()) return ::testing::AssertionSuccess();
+        std::unordered_set<const Tet3*> reached{vTets.front()};
+        std::vector<const Tet3*> vStack{vTets.front()};
+        while (!vStack.empty()) {
+            const Tet3* t = vStack.back();
+            vStack.pop_back();
+            for (int i = 0; i < 4; ++i) {
+                const Tet3* n = t->getOppTet(i);
+                if (n && reached.insert(n).second) vStack.push_back(n);
+            }
+        }
+        if (reached.size() == tetSet.size()) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << "the neighbour links reach " << reached.size() << " of " << tetSet.size() << " tetrahedra";
+    }
+
+    ::testing::AssertionResult checkVertexIncidence()
+    {
+        for (const Tet3* t : vTets) {
+            for (int i = 0; i < 4; ++i) meshVertices.insert(t->getCorner(i));
+        }
+        for (const Point3* p : vVertices) {
+            const Tet3* oneTet = p->getOneTet();
+            if (meshVertices.count(p)) {
+                if (!tetSet.count(oneTet)) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " points to no live tetrahedron";
+                if (!oneTet->hasVertex(p)) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " points to " << describe(*oneTet) << ", which lacks it";
+                continue;
+            }
+            if (oneTet) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " was triangulated but no live tetrahedron has it";
+            if (is3D && !mayBeHeld.count(*p)) return ::testing::AssertionFailure() << "vertex " << describe(*p) << " is not part of the tetrahedralization";
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    // The hull facets must form a closed surface that is convex at every edge; small meshes are
+    // also checked against every vertex.
+    ::testing::AssertionResult checkHull()
+    {
+        struct HullFacet {
+            const Tet3* tet;
+            int index;
+        };
+        std::vector<HullFacet> vHull;
+        for (const Tet3* t : vTets) {
+            for (int i = 0; i < 4; ++i) {
+                if (!t->getOppTet(i)) vHull.push_back({t, i});
+            }
+        }
+        std::map<std::pair<const Point3*, const Point3*>, std::vector<std::pair<std::size_t, const Point3*>>> edgeUses;
+        for (std::size_t h = 0; h < vHull.size(); ++h) {
+            const Tet3* t = vHull[h].tet;
+            for (int a = 0; a < 4; ++a) {
+                for (int b = a + 1; b < 4; ++b) {
+                    if (a == vHull[h].index || b == vHull[h].index) continue;
+                    const int third = 6 - a - b - vHull[h].index;
+                    edgeUses[std::minmax(t->getCorner(a), t->getCorner(b))].push_back({h, t->getCorner(third)});
+                }
+            }
+        }
+        for (const auto& edge : edgeUses) {
+            const auto& uses = edge.second;
+            if (uses.size() != 2) {
+                return ::testing::AssertionFailure() << "the hull edge " << describe(*edge.first.first) << "-" << describe(*edge.first.second) << " lies in "
+                                                     << uses.size() << " hull facets";
+            }
+            for (int s = 0; s < 2; ++s) {
+                const HullFacet& f = vHull[uses[s].first];
+                if (sideOfFacet(*f.tet, f.index, *uses[1 - s].second) < 0) {
+                    return ::testing::AssertionFailure() << "the hull is not convex at hull facet " << f.index << " of " << describe(*f.tet);
+                }
+            }
+        }
+        if (vHull.size() * meshVertices.size() > maxPairsForGlobalChecks) return ::testing::AssertionSuccess();
+        for (const HullFacet& f : vHull) {
+            for (const Point3* p : meshVertices) {
+                if (sideOfFacet(*f.tet, f.index, *p) < 0) {
+                    return ::testing::AssertionFailure() << "vertex " << describe(*p) << " lies beyond hull facet " << f.index << " of " << describe(*f.tet);
+                }
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    // Locally consistent meshes can still wrap around the hull more than once: a point strictly
+    // inside one tetrahedron must lie in no other.
+    ::testing::AssertionResult checkCoverDegree()
+    {
+        const std::size_t tries = std::min<std::size_t>(vTets.size(), 100);
+        for (std::size_t k = 0; k < tries; ++k) {
+            const Tet3& t = *vTets[k];
+            double c[3] = {0, 0, 0};
+            for (int i = 0; i < 4; ++i) {
+                c[0] += 0.25 * t.getCorner(i)->x();
+                c[1] += 0.25 * t.getCorner(i)->y();
+                c[2] += 0.25 * t.getCorner(i)->z();
+            }
+            const Point3 probe(c[0], c[1], c[2]);
+            if (classify(t, probe) != Containment::Inside) continue;
+            const Tets vHolders = bruteForceLocate(vTets, probe);
+            if (vHolders.size() == 1) return ::testing::AssertionSuccess();
+            return ::testing::AssertionFailure() << "the point " << describe(probe) << " strictly inside " << describe(t) << " lies in "
+                                                 << vHolders.size() << " tetrahedra";
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkGlobalEmptySpheres()
+    {
+        if (vTets.size() * meshVertices.size() > maxPairsForGlobalChecks) return ::testing::AssertionSuccess();
+        for (const Tet3* t : vTets) {
+            for (const Point3* p : meshVertices) {
+                if (inSphereSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3), *p) > 0) {
+                    return ::testing::AssertionFailure() << "not Delaunay: vertex " << describe(*p) << " is strictly inside the circumsphere of " << describe(*t);
+                }
+            }
+        }
+        return ::testing::AssertionSuccess();
+    }
+
+    ::testing::AssertionResult checkVolume()
+    {
+        if (vTets.empty() || meshVertices.size() > maxVerticesForVolumeCheck) return ::testing::AssertionSuccess();
+        mpq_class tetVolume = 0;
+        for (const Tet3* t : vTets) tetVolume += sixVolume(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
+        std::vector<const Point3*> vPoints(meshVertices.begin(), meshVertices.end());
+        std::sort(vPoints.begin(), vPoints.end(), CoordLess());
+        const mpq_class hullVolume = bruteForceHullSixVolume(vPoints);
+        if (tetVolume == hullVolume) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << "the tetrahedra have six times the volume " << tetVolume.get_str() << ", the convex hull "
+                                             << hullVolume.get_str();
+    }
+
+    const std::vector<Point3*>& vVertices;
+    const Tets& vTets;
+    const bool is3D;
+    const Points& vInputs;
+    const CoordSet mayBeHeld;
+    std::unordered_set<const Point3*> vertexSet;
+    std::unordered_set<const Tet3*> tetSet;
+    std::unordered_set<const Point3*> meshVertices;
+};
+
+} // namespace
+
+::testing::AssertionResult checkTetrahedralization(const MeshView& mesh, const Points& vInputs, const Points& vMayBeHeld)
+{
+    return Checker(mesh, vInputs, vMayBeHeld).run();
+}
+
+::testing::AssertionResult checkMesh(const VESK3D::Vesk_3D& dt, const Points& vInputs, const Points& vMayBeHeld)
+{
+    MeshView mesh{{}, allTetrahedra(dt), dt.is3D()};
+    dt.getVertices(mesh.vVertices);
+    return checkTetrahedralization(mesh, vInputs, vMayBeHeld);
+}
+
+int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
+{
+    const double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
+    const double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
+    const double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
+    int sign = 0;
+    // (u x v) . w == w . (u x v)
+    if (filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
+    return exactOrientSign(a, b, c, d);
+}
+
+int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
+{
+    const int orientation = orientSign(a, b, c, d);
+    if (orientation == 0) return exactInSphereSign(a, b, c, d, e);
+    double rows[4][3];
+    double lifts[4];
+    const Point3* corners[4] = {&a, &b, &c, &d};
+    for (int i = 0; i < 4; ++i) {
+        rows[i][0] = corners[i]->x() - e.x();
+        rows[i][1] = corners[i]->y() - e.y();
+        rows[i][2] = corners[i]->z() - e.z();
+        lifts[i] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+    }
+    // Expansion of the 4x4 determinant (rows: corner - e, lifted) along its lift column.
+    const double det = -lifts[0] * det3(rows[1], rows[2], rows[3]) + lifts[1] * det3(rows[0], rows[2], rows[3])
+                     - lifts[2] * det3(rows[0], rows[1], rows[3]) + lifts[3] * det3(rows[0], rows[1], rows[2]);
+    const double permanent = lifts[0] * permanent3(rows[1], rows[2], rows[3]) + lifts[1] * permanent3(rows[0], rows[2], rows[3])
+                           + lifts[2] * permanent3(rows[0], rows[1], rows[3]) + lifts[3] * permanent3(rows[0], rows[1], rows[2]);
+    int sign = 0;
+    // For a positive tetrahedron in this orientation convention the determinant is negative inside.
+    if (filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
+    return exactInSphereSign(a, b, c, d, e);
+}
+
+Containment classify(const Tet3& tet, const Point3& q)
+{
+    int zeros = 0;
+    for (int i = 0; i < 4; ++i) {
+        const int s = sideOfFacet(tet, i, q);
+        if (s < 0) return Containment::Outside;
+        zeros += s == 0;
+    }
+    static const Containment byZeros[4] = {Containment::Inside, Containment::OnFacet, Containment::OnEdge, Containment::OnVertex};
+    return byZeros[std::min(zeros, 3)];
+}
+
+bool onHullFacetOf(const Tet3& tet, const Point3& q)
+{
+    if (classify(tet, q) == Containment::Outside) return false;
+    for (int i = 0; i < 4; ++i) {
+        if (!tet.getOppTet(i) && sideOfFacet(tet, i, q) == 0) return true;
+    }
+    return false;
+}
+
+Tets allTetrahedra(const VESK3D::Vesk_3D& dt)
+{
+    Tets vTets;
+    if (dt.is3D()) dt.getTetrahedra(vTets);
+    return vTets;
+}
+
+Tets bruteForceLocate(const Tets& vTets, const Point3& q)
+{
+    Tets vHolders;
+    for (Tet3* t : vTets) {
+        double lo[3] = {t->getCorner(0)->x(), t->getCorner(0)->y(), t->getCorner(0)->z()};
+        double hi[3] = {lo[0], lo[1], lo[2]};
+        for (int i = 1; i < 4; ++i) {
+            const double c[3] = {t->getCorner(i)->x(), t->getCorner(i)->y(), t->getCorner(i)->z()};
+            for (int k = 0; k < 3; ++k) {
+                lo[k] = std::min(lo[k], c[k]);
+                hi[k] = std::max(hi[k], c[k]);
+            }
+        }
+        const double qc[3] = {q.x(), q.y(), q.z()};
+        bool inBox = true;
+        for (int k = 0; k < 3; ++k) inBox &= lo[k] <= qc[k] && qc[k] <= hi[k];
+        if (inBox && classify(*t, q) != Containment::Outside) vHolders.push_back(t);
+    }
+    return vHolders;
+}
+
+Tets bruteForceStar(const Tets& vTets, const Point3* pVtx)
+{
+    Tets vStar;
+    for (Tet3* t : vTets) {
+        if (t->hasVertex(pVtx)) vStar.push_back(t);
+    }
+    return vStar;
+}
+
+Tets bruteForceEdgeRing(const Tets& vTets, const Point3* a, const Point3* b)
+{
+    Tets vRing;
+    for (Tet3* t : vTets) {
+        if (t->hasVertex(a) && t->hasVertex(b)) vRing.push_back(t);
+    }
+    return vRing;
+}
+
+TetKey tetKey(const Tet3& tet)
+{
+    return cornerKey({tet.getCorner(0), tet.getCorner(1), tet.getCorner(2), tet.getCorner(3)});
+}
+
+std::vector<TetKey> sortedTetKeys(const Tets& vTets)
+{
+    std::vector<TetKey> vKeys;
+    for (const Tet3* t : vTets) vKeys.push_back(tetKey(*t));
+    std::sort(vKeys.begin(), vKeys.end());
+    return vKeys;
+}
+
+std::vector<TetKey> bruteForceDelaunay(const Points& vPoints)
+{
+    const std::size_t n = vPoints.size();
+    std::vector<TetKey> vKeys;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = i + 1; j < n; ++j) {
+            for (std::size_t k = j + 1; k < n; ++k) {
+                for (std::size_t l = k + 1; l < n; ++l) {
+                    const Point3 *a = &vPoints[i], *b = &vPoints[j];
+                    const int o = orientSign(*a, *b, vPoints[k], vPoints[l]);
+                    if (o == 0) continue;
+                    if (o < 0) std::swap(a, b);
+                    bool empty = true;
+                    for (std::size_t m = 0; m < n && empty; ++m) empty = inSphereSign(*a, *b, vPoints[k], vPoints[l], vPoints[m]) <= 0;
+                    if (!empty) continue;
+                    vKeys.push_back(cornerKey({a, b, &vPoints[k], &vPoints[l]}));
+                }
+            }
+        }
+    }
+    std::sort(vKeys.begin(), vKeys.end());
+    return vKeys;
+}
+
+Points distinctPoints(const Points& vPoints)
+{
+    CoordSet seen;
+    Points vDistinct;
+    for (const Point3& p : vPoints) {
+        if (seen.insert(p).second) vDistinct.push_back(p);
+    }
+    return vDistinct;
+}
+
+} // namespace VeskTest

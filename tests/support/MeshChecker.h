@@ -1,0 +1,63 @@
+#pragma once
+// An independent judge of the engine's meshes, written against the public API only: every sign
+// it relies on is exact (a generous floating-point filter in front of the GMP oracle), and every
+// query has a brute-force counterpart that scans the whole tetrahedron list.
+#include <array>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <Vesk_3D.h>
+
+#include "InputFamilies.h"
+
+namespace VeskTest {
+
+using Tets = std::vector<VESK3D::Tet3*>;
+
+// Checks everything a Delaunay tetrahedralization of the inputs must satisfy and reports the first
+// defect precisely. vMayBeHeld: registered points that the start-up rules allow to stay outside the
+// tetrahedralization (the single-point path keeps them held); all other inputs must be mesh vertices.
+::testing::AssertionResult checkMesh(const VESK3D::Vesk_3D& dt, const Points& vInputs, const Points& vMayBeHeld = {});
+
+// What checkMesh reads from a triangulation; tests may also assemble one by hand.
+struct MeshView {
+    std::vector<VESK3D::Point3*> vVertices;
+    Tets vTets;
+    bool is3D;
+};
+::testing::AssertionResult checkTetrahedralization(const MeshView& mesh, const Points& vInputs, const Points& vMayBeHeld = {});
+
+// Exact signs (filtered; the GMP oracle decides every close call). orientSign is +1 when
+// ((b-a)x(c-a)).(d-a) > 0; inSphereSign is +1 when e is strictly inside the circumsphere of the
+// positively oriented (a, b, c, d), 0 on it, -1 outside.
+int orientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d);
+int inSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d,
+                 const VESK3D::Point3& e);
+
+// Where q lies relative to the closed tetrahedron.
+enum class Containment { Outside, Inside, OnFacet, OnEdge, OnVertex };
+Containment classify(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
+// True when q lies on a facet of tet that has no neighbour (the closed facet, edges and corners included).
+bool onHullFacetOf(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
+
+// getTetrahedra, asked only in the full-dimensional state (before it, it prints a line and returns nothing).
+Tets allTetrahedra(const VESK3D::Vesk_3D& dt);
+// The tetrahedra whose closure contains q.
+Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
+// The tetrahedra having pVtx as a corner.
+Tets bruteForceStar(const Tets& vTets, const VESK3D::Point3* pVtx);
+// The tetrahedra having both a and b as corners.
+Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D::Point3* b);
+
+// A tetrahedron as its four corner coordinates, sorted: comparable across triangulations.
+using TetKey = std::array<std::array<double, 3>, 4>;
+TetKey tetKey(const VESK3D::Tet3& tet);
+std::vector<TetKey> sortedTetKeys(const Tets& vTets);
+// Every non-flat quadruple of the points whose circumsphere holds none of them strictly inside,
+// sorted. For points in general position this is the Delaunay tetrahedralization.
+std::vector<TetKey> bruteForceDelaunay(const Points& vDistinctPoints);
+// The points without repetitions (coordinates compared exactly, so -0.0 equals 0.0), in input order.
+Points distinctPoints(const Points& vPoints);
+
+} // namespace VeskTest

@@ -1,0 +1,203 @@
+// The mesh checker judges every engine test, so it is tested first: its filtered signs against the
+// exact oracle, its containment classes on hand-computed cases, and its verdicts on a two-tetrahedron
+// mesh assembled by hand with one defect injected at a time.
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <Vesk_3D.h>
+
+#include "ExactOracle.h"
+#include "InputFamilies.h"
+#include "MeshChecker.h"
+
+using namespace VeskTest;
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace {
+
+// Two positive tetrahedra (a,b,c,d) and (b,c,d,e) glued across the facet b,c,d.
+class TwoTetMesh {
+public:
+    explicit TwoTetMesh(const Point3& apex)
+        : a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1), e(apex), first(newRecord()), second(newRecord())
+    {
+        first->setProperties(&a, &b, &c, &d);
+        second->setProperties(&b, &c, &d, &e);
+        first->setOppTet(0, second.get());
+        second->setOppTet(3, first.get());
+    }
+
+    MeshView view() { return MeshView{{&a, &b, &c, &d, &e}, {first.get(), second.get()}, true}; }
+    Points inputs() const { return {a, b, c, d, e}; }
+
+    Point3 a, b, c, d, e;
+
+private:
+    struct RawDelete {
+        void operator()(Tet3* pTet) const { ::operator delete(pTet); }
+    };
+    using Record = std::unique_ptr<Tet3, RawDelete>;
+    // The engine's records come from raw pool storage too; setProperties initialises them.
+    static Record newRecord() { return Record(static_cast<Tet3*>(::operator new(sizeof(Tet3)))); }
+
+public:
+    Record first, second;
+};
+
+} // namespace
+
+// Points off a common plane or sphere by a distance of random scale, so that the filter decides
+// some of the signs and hands the others to the oracle.
+TEST(MeshCheckerSigns, FilteredSignsAgreeWithTheExactOracle)
+{
+    std::mt19937_64 rng(77);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    for (int round = 0; round < 4000; ++round) {
+        const double offset = std::ldexp(1.0, static_cast<int>(rng() % 40));
+        const double distance = std::ldexp(1.0, -static_cast<int>(rng() % 70));
+        Point3 planar[5], spherical[5];
+        for (int i = 0; i < 5; ++i) {
+            const double x = unit(rng), y = unit(rng), z = unit(rng);
+            planar[i] = Point3(offset + x, offset + y, 2 * offset + x + y + distance * unit(rng));
+            const double scale = (1 + distance * unit(rng)) / std::sqrt(x * x + y * y + z * z);
+            spherical[i] = Point3(offset + scale * x, offset + scale * y, offset + scale * z);
+        }
+        for (const Point3* p : {planar, spherical}) {
+            ASSERT_EQ(orientSign(p[0], p[1], p[2], p[3]), exactOrientSign(p[0], p[1], p[2], p[3])) << round;
+            ASSERT_EQ(inSphereSign(p[0], p[1], p[2], p[3], p[4]), exactInSphereSign(p[0], p[1], p[2], p[3], p[4])) << round;
+            ASSERT_EQ(inSphereSign(p[1], p[0], p[2], p[3], p[4]), exactInSphereSign(p[1], p[0], p[2], p[3], p[4])) << round;
+        }
+    }
+    const Points sphere = pythagoreanSphere(7, 1);
+    const Point3 inside(0.5, -0.25, 1), outside(7, 7, 0);
+    for (std::size_t i = 0; i + 4 < sphere.size(); ++i) {
+        for (const Point3* e : {&sphere[i + 4], &inside, &outside}) {
+            ASSERT_EQ(inSphereSign(sphere[i], sphere[i + 1], sphere[i + 2], sphere[i + 3], *e),
+                      exactInSphereSign(sphere[i], sphere[i + 1], sphere[i + 2], sphere[i + 3], *e)) << i;
+        }
+    }
+}
+
+TEST(MeshCheckerSigns, UnitTetrahedronSignsByHand)
+{
+    const Point3 o(0, 0, 0), x(1, 0, 0), y(0, 1, 0), z(0, 0, 1);
+    EXPECT_EQ(orientSign(o, x, y, z), 1);
+    EXPECT_EQ(orientSign(x, o, y, z), -1);
+    EXPECT_EQ(orientSign(o, x, y, Point3(0.5, 0.5, 0)), 0);
+    EXPECT_EQ(orientSign(o, x, y, Point3(0.5, 0.5, std::ldexp(1.0, -60))), 1);
+    EXPECT_EQ(inSphereSign(o, x, y, z, Point3(0.25, 0.25, 0.25)), 1);
+    EXPECT_EQ(inSphereSign(o, x, y, z, Point3(1, 1, 1)), 0);
+    EXPECT_EQ(inSphereSign(o, x, y, z, Point3(5, 5, 5)), -1);
+}
+
+TEST(MeshCheckerBruteForce, ContainmentClassesOfTheUnitTetrahedron)
+{
+    TwoTetMesh mesh(Point3(1, 1, 1));
+    const Tet3& t = *mesh.first;
+    EXPECT_EQ(classify(t, Point3(0.25, 0.25, 0.25)), Containment::Inside);
+    EXPECT_EQ(classify(t, Point3(0.25, 0.25, 0.5)), Containment::OnFacet);
+    EXPECT_EQ(classify(t, Point3(0.25, 0.25, 0)), Containment::OnFacet);
+    EXPECT_EQ(classify(t, Point3(0.5, 0.5, 0)), Containment::OnEdge);
+    EXPECT_EQ(classify(t, Point3(0, 0, 1)), Containment::OnVertex);
+    EXPECT_EQ(classify(t, Point3(0.5, 0.5, 0.5)), Containment::Outside);
+    // Facet 0 (b, c, d) is glued to the second tetrahedron; facet 3 (a, b, c) is on the hull.
+    EXPECT_FALSE(onHullFacetOf(t, Point3(0.25, 0.25, 0.5)));
+    EXPECT_TRUE(onHullFacetOf(t, Point3(0.25, 0.25, 0)));
+    EXPECT_TRUE(onHullFacetOf(t, Point3(0.5, 0.5, 0)));
+    const Tets both = {mesh.first.get(), mesh.second.get()};
+    EXPECT_EQ(bruteForceLocate(both, Point3(0.25, 0.25, 0.5)).size(), 2u);
+    EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second.get()});
+    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first.get()});
+    EXPECT_EQ(bruteForceEdgeRing(both, &mesh.b, &mesh.c).size(), 2u);
+}
+
+TEST(MeshCheckerBruteForce, DelaunayOfAPointInsideATetrahedronIsItsStar)
+{
+    const Point3 a(0, 0, 0), b(4, 0, 0), c(0, 4, 0), d(0, 0, 4), e(1, 1, 1);
+    std::vector<TetKey> expected;
+    for (const Points& corners : {Points{e, b, c, d}, Points{a, e, c, d}, Points{a, b, e, d}, Points{a, b, c, e}}) {
+        TetKey key;
+        for (int i = 0; i < 4; ++i) key[i] = {corners[i].x(), corners[i].y(), corners[i].z()};
+        std::sort(key.begin(), key.end());
+        expected.push_back(key);
+    }
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(bruteForceDelaunay({a, b, c, d, e}), expected);
+}
+
+TEST(MeshCheckerVerdicts, AcceptsAValidMesh)
+{
+    TwoTetMesh mesh(Point3(1, 1, 1));
+    EXPECT_TRUE(checkTetrahedralization(mesh.view(), mesh.inputs()));
+}
+
+TEST(MeshCheckerVerdicts, RejectsEachInjectedDefect)
+{
+    auto expectRejected = [](TwoTetMesh& mesh, const Points& inputs, const char* what) {
+        const ::testing::AssertionResult result = checkTetrahedralization(mesh.view(), inputs);
+        EXPECT_FALSE(result) << what;
+        EXPECT_NE(std::string(result.message()).find(what), std::string::npos) << result.message();
+    };
+    {
+        TwoTetMesh mesh(Point3(1, 1, 1));
+        mesh.first->hasBeenVisited = true;
+        expectRejected(mesh, mesh.inputs(), "visited");
+    }
+    {
+        TwoTetMesh mesh(Point3(1, 1, 1));
+        mesh.second->setOppTet(3, nullptr);
+        expectRejected(mesh, mesh.inputs(), "does not link back");
+    }
+    {
+        TwoTetMesh mesh(Point3(1, 1, 1));
+        mesh.first->setCorner(0, &mesh.b);
+        mesh.first->setCorner(1, &mesh.a);
+        expectRejected(mesh, mesh.inputs(), "negatively oriented");
+    }
+    {
+        TwoTetMesh mesh(Point3(0.5, 0.5, 0.5));
+        expectRejected(mesh, mesh.inputs(), "not locally Delaunay");
+    }
+    {
+        TwoTetMesh mesh(Point3(2, 2, -0.5));
+        expectRejected(mesh, mesh.inputs(), "not convex");
+    }
+    {
+        TwoTetMesh mesh(Point3(1, 1, 1));
+        Points inputs = mesh.inputs();
+        inputs.emplace_back(3, 3, 3);
+        expectRejected(mesh, inputs, "is not registered");
+    }
+    {
+        TwoTetMesh mesh(Point3(1, 1, 1));
+        mesh.a.setOneTet(mesh.second.get());
+        expectRejected(mesh, mesh.inputs(), "which lacks it");
+    }
+}
+
+TEST(MeshCheckerVerdicts, HeldVerticesOnlyWhereAllowed)
+{
+    TwoTetMesh mesh(Point3(1, 1, 1));
+    Point3 held(7, 7, 7);
+    MeshView view = mesh.view();
+    view.vVertices.push_back(&held);
+    Points inputs = mesh.inputs();
+    inputs.push_back(held);
+    EXPECT_FALSE(checkTetrahedralization(view, inputs));
+    EXPECT_TRUE(checkTetrahedralization(view, inputs, {held}));
+}
+
+TEST(MeshCheckerVerdicts, StartUpStateOnlyForCoplanarPoints)
+{
+    Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1), e(2, 3, 0);
+    EXPECT_TRUE(checkTetrahedralization(MeshView{{&a, &b, &c, &e}, {}, false}, {a, b, c, e}));
+    const ::testing::AssertionResult result = checkTetrahedralization(MeshView{{&a, &b, &c, &e, &d}, {}, false}, {a, b, c, d, e});
+    EXPECT_FALSE(result);
+    EXPECT_NE(std::string(result.message()).find("off the plane"), std::string::npos) << result.message();
+}

@@ -1,0 +1,199 @@
+// Whole meshes built through the facade from every input family in every insertion pattern, each
+// judged by the exact mesh checker; general-position meshes are also compared with a brute-force
+// Delaunay tetrahedralization.
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <Vesk_3D.h>
+
+#include "InputFamilies.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
+
+using namespace VeskTest;
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace {
+
+#ifdef NDEBUG
+constexpr int largeCount = 100000;
+constexpr int numTinyGridSeeds = 4000;
+#else
+constexpr int largeCount = 20000;
+constexpr int numTinyGridSeeds = 600;
+#endif
+
+// Every tetrahedron as its corner coordinates in stored order; the list sorted, since the listing
+// order follows record addresses.
+std::vector<std::array<double, 12>> tetrahedraAsCoordinates(const VESK3D::Vesk_3D& dt)
+{
+    std::vector<std::array<double, 12>> vTets;
+    for (const Tet3* t : allTetrahedra(dt)) {
+        std::array<double, 12> coords;
+        for (int i = 0; i < 4; ++i) {
+            coords[3 * i] = t->getCorner(i)->x();
+            coords[3 * i + 1] = t->getCorner(i)->y();
+            coords[3 * i + 2] = t->getCorner(i)->z();
+        }
+        vTets.push_back(coords);
+    }
+    std::sort(vTets.begin(), vTets.end());
+    return vTets;
+}
+
+BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    BuiltMesh mesh;
+    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
+    return mesh;
+}
+
+} // namespace
+
+TEST(EngineMeshes, EveryFamilyInEveryInsertionPattern)
+{
+    for (const Family& family : allFamilies()) {
+        for (int n : {5, 12, 40, 250}) {
+            for (InsertMode mode : allModes) {
+                for (std::uint64_t seed : {11u, 12u}) {
+                    EXPECT_TRUE(buildAndCheck(family.make(n, seed), mode, seed, family.name));
+                }
+            }
+        }
+    }
+}
+
+TEST(EngineMeshes, SubsetsOfTheTinyGridWithDuplicates)
+{
+    int numFailures = 0;
+    for (int seed = 1; seed <= numTinyGridSeeds && numFailures < 5; ++seed) {
+        const InsertMode mode = allModes[seed % 5];
+        ::testing::AssertionResult result = buildAndCheck(tinyGridWithDuplicates(seed), mode, seed, "tinyGridWithDuplicates");
+        EXPECT_TRUE(result);
+        numFailures += !result;
+    }
+}
+
+TEST(EngineMeshes, ExactlyCosphericalPoints)
+{
+    for (int r : {3, 5, 7, 9, 11}) {
+        Points sphere = pythagoreanSphere(r, r);
+        Points withCentre = sphere;
+        withCentre.emplace_back(0, 0, 0);
+        for (InsertMode mode : allModes) {
+            EXPECT_TRUE(buildAndCheck(sphere, mode, r, "pythagoreanSphere"));
+            EXPECT_TRUE(buildAndCheck(withCentre, mode, r, "pythagoreanSphere+centre"));
+        }
+    }
+}
+
+TEST(EngineMeshes, IntegerGridsInCurveAndRandomOrder)
+{
+    for (int n = 2; n <= 7; ++n) {
+        for (std::uint64_t seed : {0u, 5u}) {
+            for (InsertMode mode : allModes) EXPECT_TRUE(buildAndCheck(integerGrid(n, seed), mode, seed, "grid" + std::to_string(n)));
+        }
+    }
+}
+
+TEST(EngineMeshes, GeneralPositionEqualsBruteForceDelaunay)
+{
+    for (std::uint64_t seed = 1; seed <= 30; ++seed) {
+        const int n = 5 + static_cast<int>(seed % 18);
+        for (const Points& points : {uniformCube(n, seed), gaussianClusters(n, seed, 2), largeOffset(n, seed, 30)}) {
+            for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
+                BuiltMesh mesh = buildQuietly(points, mode, seed);
+                EXPECT_EQ(sortedTetKeys(allTetrahedra(*mesh.dt)), bruteForceDelaunay(points))
+                    << n << " points, seed " << seed << ", mode " << modeName(mode);
+            }
+        }
+    }
+}
+
+// With cospherical points the Delaunay tetrahedralization is not unique, but every tetrahedron
+// must still be one of those with an empty circumsphere.
+TEST(EngineMeshes, CosphericalMeshesUseOnlyEmptySphereTetrahedra)
+{
+    const Points grid = integerGrid(3, 9), sphere = pythagoreanSphere(5, 4);
+    for (const Points& points : {Points(grid.begin(), grid.begin() + 16), Points(sphere.begin(), sphere.begin() + 16), cubeCorners()}) {
+        BuiltMesh mesh = buildQuietly(points, InsertMode::Singles, 1);
+        const std::vector<TetKey> vMesh = sortedTetKeys(allTetrahedra(*mesh.dt));
+        const std::vector<TetKey> vEmptySphere = bruteForceDelaunay(distinctPoints(points));
+        EXPECT_TRUE(std::includes(vEmptySphere.begin(), vEmptySphere.end(), vMesh.begin(), vMesh.end()));
+        EXPECT_FALSE(vMesh.empty());
+    }
+}
+
+TEST(EngineMeshes, DuplicatesAddNeitherVerticesNorTetrahedra)
+{
+    BuiltMesh mesh = buildQuietly(integerGrid(4, 3), InsertMode::BatchHandles, 0);
+    const std::vector<TetKey> vBefore = sortedTetKeys(allTetrahedra(*mesh.dt));
+    std::vector<Point3*> vVerticesBefore;
+    mesh.dt->getVertices(vVerticesBefore);
+
+    // Repeats with negated zero coordinates, within one batch and across calls.
+    const Points vRepeats = withDuplicates(integerGrid(4, 8), 21, 0.5);
+    ASSERT_TRUE(insertPoints(mesh, vRepeats, InsertMode::Mixed, 4));
+    ASSERT_TRUE(insertPoints(mesh, vRepeats, InsertMode::BatchHandles, 4));
+
+    std::vector<Point3*> vVerticesAfter;
+    mesh.dt->getVertices(vVerticesAfter);
+    EXPECT_EQ(vVerticesAfter, vVerticesBefore);
+    EXPECT_EQ(sortedTetKeys(allTetrahedra(*mesh.dt)), vBefore);
+    EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs));
+}
+
+TEST(EngineMeshes, GrowingAnExistingMeshBatchByBatch)
+{
+    BuiltMesh mesh;
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        // Each batch lies partly outside the hull so far, partly inside it.
+        ASSERT_TRUE(insertPoints(mesh, uniformCube(150, seed, -double(seed), double(seed)), allModes[seed % 5], seed));
+        ASSERT_TRUE(checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld)) << "after batch " << seed;
+    }
+}
+
+TEST(EngineMeshes, LargeUniformBatch)
+{
+    BuiltMesh mesh = buildQuietly(uniformCube(largeCount, 2024), InsertMode::Batch, 0);
+    EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs));
+}
+
+TEST(EngineMeshes, LargeClusteredBatchWithDuplicates)
+{
+    BuiltMesh mesh = buildQuietly(withDuplicates(gaussianClusters(largeCount / 4, 7), 8, 0.2), InsertMode::BatchHandles, 0);
+    EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs));
+}
+
+TEST(EngineMeshes, LargeGridIsMassivelyCospherical)
+{
+#ifdef NDEBUG
+    const int n = 30;
+#else
+    const int n = 16;
+#endif
+    BuiltMesh mesh = buildQuietly(integerGrid(n, 0), InsertMode::Batch, 0);
+    EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs));
+    // Every grid cube is split on its own (its circumsphere holds no other grid point), into five or six.
+    const std::size_t numCubes = std::size_t(n - 1) * (n - 1) * (n - 1);
+    EXPECT_GE(allTetrahedra(*mesh.dt).size(), 5 * numCubes);
+    EXPECT_LE(allTetrahedra(*mesh.dt).size(), 6 * numCubes);
+}
+
+TEST(EngineMeshes, SameInputGivesTheSameTetrahedraWithTheSameCornerOrder)
+{
+    const std::vector<Points> inputs = {uniformCube(500, 1), integerGrid(5, 2), withDuplicates(nearSphere(300, 3), 4, 0.2),
+                                        coplanarPlusOne(60, 5)};
+    for (std::size_t k = 0; k < inputs.size(); ++k) {
+        for (InsertMode mode : allModes) {
+            BuiltMesh first = buildQuietly(inputs[k], mode, 6);
+            BuiltMesh second = buildQuietly(inputs[k], mode, 6);
+            EXPECT_EQ(tetrahedraAsCoordinates(*first.dt), tetrahedraAsCoordinates(*second.dt)) << "input " << k << ", " << modeName(mode);
+        }
+    }
+}
