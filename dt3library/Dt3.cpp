@@ -35,8 +35,8 @@ inline int facetKey(const Point3* pFirst, const Point3* pSecond)
     return static_cast<int>(((a >> 5) & 0x1F) ^ (b & 0x3E0));
 }
 
-// Seen-set of the read-only queries: open addressing over pointers, so that listing millions of
-// tetrahedra neither allocates per entry nor touches the insertion marks.
+// Seen-set of the star query: open addressing over pointers, so that a vertex of huge valence
+// (the centre of points on a sphere) neither allocates per entry nor touches the insertion marks.
 class PointerSet {
 public:
     explicit PointerSet(size_t expected) : vSlots(capacityFor(expected), nullptr) {}
@@ -217,6 +217,8 @@ void Dt3::doom(Tet3* pTet)
     pTet->hasBeenVisited = true;
     pTet->setCustomIndex(-1);
     vDoomedTets.push_back(pTet);
+    // Its neighbours are examined next; start their (usually cache-missing) loads now.
+    for (int k = 0; k < 4; ++k) __builtin_prefetch(pTet->getOppTet(k));
 }
 
 Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pCurTet)
@@ -591,6 +593,12 @@ Tet3* Dt3::liveStartTet(const Point3& p, Tet3* pHint)
     if (pHint != nullptr && !pHint->hasBeenVisited) return pHint;
     Tet3* pStart = registry.getStartTet(p);
     if (pStart != nullptr && !pStart->hasBeenVisited) return pStart;
+    return firstLiveVertexTet();
+}
+
+// The remembered tetrahedron of the first vertex, in registry order, whose one is alive.
+Tet3* Dt3::firstLiveVertexTet() const
+{
     std::vector<Point3*> vVertices;
     registry.getVertices(vVertices);
     for (const Point3* pVertex : vVertices) {
@@ -688,36 +696,21 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 // ---------------------------------------------------------------------------------------------
 // Queries
 
+// Live tetrahedra are exactly the pool records handed out and not marked doomed (doomed and
+// recycled records keep their mark until createTet reuses them), so no traversal and no seen-set
+// is needed; the seed a vertex leads to comes first.
 void Dt3::getAllTetrahedra(std::vector<Tet3*>& vTet) const
 {
     VESK_ASSERT(vTet.empty());
-    std::vector<Point3*> vVertices;
-    registry.getVertices(vVertices);
-    Tet3* pSeed = nullptr;
-    for (const Point3* pVertex : vVertices) {
-        Tet3* pTet = pVertex->getOneTet();
-        if (pTet != nullptr && !pTet->hasBeenVisited) {
-            pSeed = pTet;
-            break;
-        }
-    }
+    Tet3* pSeed = firstLiveVertexTet();
     if (pSeed == nullptr) {
         std::cout << "Dt3::getAllTetrahedra(), oneTet==NULL" << std::endl;
         return;
     }
-    PointerSet seen(7 * vVertices.size());
-    std::vector<Tet3*> vToExpand{pSeed};
-    seen.insert(pSeed);
-    while (!vToExpand.empty()) {
-        Tet3* pCurrentTet = vToExpand.back();
-        vToExpand.pop_back();
-        VESK_ASSERT(pCurrentTet!=0);
-        vTet.push_back(pCurrentTet);
-        for (int i = 0; i < 4; ++i) {
-            Tet3* pOpp = pCurrentTet->getOppTet(i);
-            if (pOpp != nullptr && seen.insert(pOpp)) vToExpand.push_back(pOpp);
-        }
-    }
+    vTet.push_back(pSeed);
+    tetPool.forEachRecord([&](Tet3* pTet) {
+        if (!pTet->hasBeenVisited && pTet != pSeed) vTet.push_back(pTet);
+    });
 }
 
 void Dt3::getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets) const

@@ -79,6 +79,7 @@ private:
     Tet3* fillConflictRegionOutsideHull(Point3* pVtx);
     int locateOnEdge(Tet3*& pStartTet, int opp3ICI, int opp2ICI) const;
     Tet3* liveStartTet(const Point3& p, Tet3* pHint);
+    Tet3* firstLiveVertexTet() const;
 
     // Neighbour registration through the facet hash.
     void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);

@@ -78,6 +78,17 @@ public:
         noGrowth = true;
     }
 
+    // Visits every record handed out since construction or the last reset, in allocation order.
+    template <class Visitor>
+    void forEachRecord(Visitor visit) const
+    {
+        const size_t numContainers = vContainers.size();
+        for (size_t i = 0; i < numContainers; ++i) {
+            const int numUsed = i + 1 == numContainers ? currentIndex + 1 : containerSize(i);
+            for (int k = 0; k < numUsed; ++k) visit(vContainers[i] + k);
+        }
+    }
+
     // Read-only views for diagnostics and tests. Sizes keep their history across resets.
     size_t getNumContainers() const { return vContainers.size(); }
     const std::vector<int>& getContainerSizes() const { return vSizes; }
@@ -90,6 +101,12 @@ private:
         ++currentIndex;
         noGrowth = false;
         return pCurrent;
+    }
+
+    // The containers opened since the last reset are the last entries of the size history.
+    int containerSize(size_t i) const
+    {
+        return i == 0 ? initialSize : vSizes[vSizes.size() - vContainers.size() + i];
     }
 
     void openContainer(int n)

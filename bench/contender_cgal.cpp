@@ -1,0 +1,34 @@
+// One timed run of CGAL's Delaunay_triangulation_3 (exact predicates, inexact constructions,
+// range insertion) on a dataset file. Prints "time=<seconds> tets=<count> rss_kib=<peak KiB>".
+#include <CGAL/Delaunay_triangulation_3.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+
+#include <chrono>
+#include <iostream>
+
+#include "dataset_io.h"
+
+using Kernel = CGAL::Exact_predicates_inexact_constructions_kernel;
+using Delaunay = CGAL::Delaunay_triangulation_3<Kernel>;
+
+int main(int argc, char* argv[])
+{
+    if (argc != 2) {
+        std::cerr << "usage: contender_cgal DATASET" << std::endl;
+        return 2;
+    }
+    std::vector<Kernel::Point_3> points;
+    {
+        const benchdata::Coordinates coordinates = benchdata::readDataset(argv[1]);
+        points.reserve(coordinates.size());
+        for (const auto& c : coordinates) points.emplace_back(c[0], c[1], c[2]);
+    }
+
+    const auto start = std::chrono::steady_clock::now();
+    Delaunay dt(points.begin(), points.end());
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+
+    std::cout << "time=" << elapsed.count() << " tets=" << dt.number_of_finite_cells()
+              << " rss_kib=" << benchdata::peakResidentKiB() << std::endl;
+    return 0;
+}
