@@ -806,25 +806,32 @@ void reportSphereInclusionDefect(Tet3* pTet, const Point3* pVertex)
     vis.writeSphere(center, radius.dot(radius));
 }
 
+// Throws: a mark left behind breaks the next insertion, so the check must not go on.
+void rejectVisitMark(const Tet3& tet)
+{
+    if (!tet.hasBeenVisited) return;
+    error("Dt3::CheckValidity()", "pcurrentTet->hasBeenvisited=true");
+    std::cout << tet << std::endl;
+    VESK_ASSERT(false);
+}
+
 } // namespace
 
 bool Dt3::checkValidity(const std::string& label, bool /*checkVisited*/, bool checkSphereInclusion) const
 {
     const std::vector<Tet3*> vTets = liveTetrahedra(*this);
     std::cout << "\n\n** CheckValidity at [ " << label << "]:" << " Number of tetrahedra: " << vTets.size() << std::endl;
-    // The visited flags are always checked: a set flag breaks the next insertion.
     std::cout << "   with --checkvisited" << std::endl;
     std::cout << (checkSphereInclusion ? "   with --checkSphereInc" : "   without --checkSphereInc") << std::endl;
     std::cout << "   vTets.size()=" << vTets.size() << std::endl;
     for (Tet3* pTet : vTets) {
-        if (pTet->hasBeenVisited) {
-            error("Dt3::CheckValidity()", "pcurrentTet->hasBeenvisited=true");
-            std::cout << *pTet << std::endl;
-            VESK_ASSERT(false);
-        }
+        rejectVisitMark(*pTet);
         for (int i = 0; i < 4; ++i) {
+            const Tet3* pOppTet = pTet->getOppTet(i);
+            if (pOppTet == nullptr) continue;
+            // The listing may skip a marked tetrahedron as dead; a live one still has live neighbours.
+            rejectVisitMark(*pOppTet);
             Point3* pOppVtx = pTet->getOppVtxInOppTet(i, true);
-            if (pOppVtx == nullptr) continue;
             const Orientation3 o = predicates.getOrientation3(pTet, i, pOppVtx);
             if (o != ORIENTATION3_NEGATIVE) {
                 reportNegativeSideDefect(label, *pTet, i, *pOppVtx, o);

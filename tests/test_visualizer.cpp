@@ -3,194 +3,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "OoglReader.h"
+
 using namespace VESK3D;
+using namespace VeskTest;
 
 namespace {
-
-// An independent reader of the OOGL subset the writer is meant to produce. It checks the grammar
-// and every count in the VECT and OFF headers against what follows, and throws on any mismatch.
-struct Block {
-    std::string kind; // "points", "segment", "triangle" or "sphere"
-    std::vector<Point3> vertices;
-    std::vector<double> color;
-    int linewidth = -1;
-    double radius = 0.0;
-};
-
-class SceneReader {
-public:
-    explicit SceneReader(const std::string& text)
-    {
-        std::string spaced;
-        for (char c : text) {
-            if (c == '{' || c == '}') spaced += std::string(" ") + c + " ";
-            else spaced += c;
-        }
-        std::istringstream in(spaced);
-        for (std::string token; in >> token;) vTokens.push_back(token);
-    }
-
-    std::vector<Block> read()
-    {
-        expect("LIST");
-        expect("{");
-        std::vector<Block> vBlocks;
-        while (peek() != "}") vBlocks.push_back(member());
-        expect("}");
-        if (pos != vTokens.size()) fail("text after the closing brace");
-        return vBlocks;
-    }
-
-private:
-    Block member()
-    {
-        if (peek() == "LIST") return pointSet();
-        expect("{");
-        Block b;
-        if (peek() == "VECT") {
-            b = vect();
-            b.kind = "segment";
-            if (b.vertices.size() != 2) fail("a segment needs two vertices");
-        } else if (peek() == "OFF") {
-            b = off();
-        } else {
-            b = sphere();
-        }
-        expect("}");
-        return b;
-    }
-
-    Block pointSet()
-    {
-        expect("LIST");
-        expect("{");
-        expect("appearance");
-        expect("{");
-        expect("linewidth");
-        const int linewidth = static_cast<int>(integer());
-        expect("}");
-        Block b = vect();
-        b.kind = "points";
-        b.linewidth = linewidth;
-        expect("}");
-        return b;
-    }
-
-    Block vect()
-    {
-        expect("VECT");
-        const long numPolylines = integer(), numVertices = integer(), numColors = integer();
-        long sumVertices = 0, sumColors = 0;
-        for (long i = 0; i < numPolylines; ++i) {
-            const long nv = integer();
-            if (nv != 1 && !(numPolylines == 1 && nv == 2)) fail("unexpected polyline length");
-            sumVertices += nv;
-        }
-        for (long i = 0; i < numPolylines; ++i) sumColors += integer();
-        if (sumVertices != numVertices || sumColors != numColors || numColors != 1) fail("VECT header counts");
-        Block b;
-        for (long i = 0; i < numVertices; ++i) b.vertices.push_back(point());
-        b.color = rgba();
-        return b;
-    }
-
-    Block off()
-    {
-        expect("OFF");
-        if (integer() != 3 || integer() != 1 || integer() != 0) fail("OFF header of one triangle");
-        Block b;
-        b.kind = "triangle";
-        for (int i = 0; i < 3; ++i) b.vertices.push_back(point());
-        if (integer() != 3 || integer() != 0 || integer() != 1 || integer() != 2) fail("OFF face");
-        b.color = rgba();
-        return b;
-    }
-
-    Block sphere()
-    {
-        for (const char* word : {"appearance", "{", "+edge", "-face", "}", "SPHERE"}) expect(word);
-        Block b;
-        b.kind = "sphere";
-        b.radius = number();
-        b.vertices.push_back(point());
-        return b;
-    }
-
-    Point3 point()
-    {
-        const double x = number(), y = number();
-        return Point3(x, y, number());
-    }
-    std::vector<double> rgba()
-    {
-        std::vector<double> v;
-        for (int i = 0; i < 4; ++i) v.push_back(number());
-        return v;
-    }
-    double number()
-    {
-        const std::string& t = next();
-        char* end = nullptr;
-        const double value = std::strtod(t.c_str(), &end);
-        if (end == t.c_str() || *end != '\0') fail("not a number: " + t);
-        return value;
-    }
-    long integer()
-    {
-        const std::string& t = next();
-        char* end = nullptr;
-        const long value = std::strtol(t.c_str(), &end, 10);
-        if (end == t.c_str() || *end != '\0') fail("not an integer: " + t);
-        return value;
-    }
-    const std::string& peek()
-    {
-        if (pos >= vTokens.size()) fail("unexpected end of file");
-        return vTokens[pos];
-    }
-    const std::string& next()
-    {
-        const std::string& t = peek();
-        ++pos;
-        return t;
-    }
-    void expect(const std::string& word)
-    {
-        if (next() != word) fail("expected " + word + " but found " + vTokens[pos - 1]);
-    }
-    [[noreturn]] void fail(const std::string& why) const
-    {
-        throw std::runtime_error("token " + std::to_string(pos) + ": " + why);
-    }
-
-    std::vector<std::string> vTokens;
-    size_t pos = 0;
-};
-
-std::vector<double> rgbaOf(const std::string& color)
-{
-    std::istringstream in(color);
-    std::vector<double> v;
-    for (double d; in >> d;) v.push_back(d);
-    return v;
-}
-
-std::string readFile(const std::string& name)
-{
-    std::ifstream in(name);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::vector<std::string> linesOf(const std::string& text)
 {
@@ -203,20 +26,6 @@ std::vector<std::string> linesOf(const std::string& text)
 // Every test runs in a fresh temporary directory so that scene files never land in the build tree.
 class SceneFile : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        previousDir = std::filesystem::current_path();
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk3d-vis-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        tempDir = pattern;
-        std::filesystem::current_path(tempDir);
-    }
-    void TearDown() override
-    {
-        std::filesystem::current_path(previousDir);
-        std::filesystem::remove_all(tempDir);
-    }
-
     // Writes "scene.list" through `body` and returns the file's text; the console output is kept.
     std::string writeScene(const std::function<void(Visualizer3&)>& body)
     {
@@ -234,8 +43,7 @@ protected:
         return SceneReader(writeScene(body)).read();
     }
 
-    std::filesystem::path previousDir;
-    std::filesystem::path tempDir;
+    TempWorkDir workDir;
     std::string console;
 };
 
