@@ -1,4 +1,5 @@
-// Triangulates random points from the library's own generator and reports the mesh and the time.
+// Triangulates random points from the library's own generator, checks the result with the
+// library's self-check, and reports the mesh and the time.
 // Usage: vesk3d_example [number of points, default 200000] [seed, default 1]
 #include <Vesk_3D.h>
 
@@ -22,6 +23,8 @@ int main(int argc, char* argv[])
     const auto start = std::chrono::steady_clock::now();
     dt.insert(vPoints);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+
+    if (!dt.checkValidity("triangulate_random", true)) return 1;
 
     std::vector<VESK3D::Point3*> vVertices;
     std::vector<VESK3D::Tet3*> vTets;
