@@ -3,7 +3,8 @@
 # they are all present already.
 set -euo pipefail
 
-packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libcgal-dev "$@")
+packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libcgal-dev
+  python3-vtk9 python3-meshio tetgen "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,0 +1,128 @@
+#include <cctype>
+#include <limits>
+
+#include "AppErrors.h"
+#include "LineScanner.h"
+#include "PointFormats.h"
+
+namespace vesk3dapp {
+
+namespace {
+
+void appendPoint(const LineScanner& scanner, size_t firstColumn, PointList& vPoints)
+{
+    vPoints.emplace_back(scanner.coordinate(firstColumn), scanner.coordinate(firstColumn + 1),
+                         scanner.coordinate(firstColumn + 2));
+}
+
+bool isNonFiniteWord(std::string_view word)
+{
+    std::string lower;
+    for (char c : word) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (!lower.empty() && (lower[0] == '+' || lower[0] == '-')) lower.erase(0, 1);
+    return lower == "nan" || lower == "inf" || lower == "infinity";
+}
+
+// Column names such as "x,y,z": every field starts with a letter and none spells a non-finite
+// number, so a line of bad numbers is never mistaken for a header.
+bool isColumnNames(const LineScanner& scanner)
+{
+    for (size_t i = 0; i < scanner.numFields(); ++i) {
+        const std::string_view field = scanner.field(i);
+        if (!std::isalpha(static_cast<unsigned char>(field[0])) || isNonFiniteWord(field)) return false;
+    }
+    return true;
+}
+
+void readDeclaredPoints(LineScanner& scanner, size_t numDeclared, size_t headerLine, size_t firstColumn,
+                        const std::string& path, Progress& progress, PointList& vPoints)
+{
+    vPoints.reserve(numDeclared);
+    for (size_t i = 0; i < numDeclared; ++i) {
+        if (!scanner.nextDataLine())
+            throw errorAtLine(path, headerLine,
+                              "the header declares " + std::to_string(numDeclared) + " points but the file ends after " +
+                                  std::to_string(i));
+        appendPoint(scanner, firstColumn, vPoints);
+        progress.update(scanner.offset());
+    }
+}
+
+} // namespace
+
+void readCoordinateLines(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+{
+    LineScanner scanner(path, text);
+    size_t numDeclared = std::numeric_limits<size_t>::max();
+    size_t headerLine = 0;
+    bool bFirstLine = true;
+    while (scanner.nextDataLine()) {
+        if (bFirstLine) {
+            bFirstLine = false;
+            if (scanner.numFields() == 1 && scanner.isCount(0)) {
+                numDeclared = scanner.count(0);
+                headerLine = scanner.lineNumber();
+                continue;
+            }
+            if (isColumnNames(scanner)) continue;
+        }
+        appendPoint(scanner, 0, vPoints);
+        progress.update(scanner.offset());
+    }
+    if (numDeclared != std::numeric_limits<size_t>::max() && numDeclared != vPoints.size())
+        throw errorAtLine(path, headerLine,
+                          "the first line declares " + std::to_string(numDeclared) + " points but the file holds " +
+                              std::to_string(vPoints.size()));
+}
+
+void readOff(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+{
+    LineScanner scanner(path, text);
+    if (!scanner.nextDataLine()) throw errorAtLine(path, 1, "empty file, expected the OFF keyword");
+    const std::string_view keyword = scanner.field(0);
+    if (keyword.size() < 3 || keyword.substr(keyword.size() - 3) != "OFF")
+        scanner.fail("expected the OFF keyword, found " + quoted(keyword));
+    if (scanner.numFields() > 1 && scanner.field(1) == "BINARY") scanner.fail("binary OFF files are not supported");
+    size_t countColumn = 1;
+    if (scanner.numFields() == 1) {
+        if (!scanner.nextDataLine()) scanner.fail("the vertex and face counts are missing");
+        countColumn = 0;
+    }
+    const size_t numVertices = scanner.count(countColumn);
+    const size_t numFaces = scanner.count(countColumn + 1);
+    const size_t headerLine = scanner.lineNumber();
+    readDeclaredPoints(scanner, numVertices, headerLine, 0, path, progress, vPoints);
+    size_t numFaceLines = 0;
+    while (scanner.nextDataLine()) ++numFaceLines;
+    if (numFaceLines != numFaces)
+        throw errorAtLine(path, headerLine,
+                          "the header declares " + std::to_string(numVertices) + " vertices and " +
+                              std::to_string(numFaces) + " faces, but " + std::to_string(numFaceLines) +
+                              " lines follow the vertices");
+}
+
+void readObj(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+{
+    LineScanner scanner(path, text);
+    while (scanner.nextDataLine()) {
+        if (scanner.field(0) != "v") continue;
+        appendPoint(scanner, 1, vPoints);
+        progress.update(scanner.offset());
+    }
+}
+
+void readTetGenNode(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+{
+    LineScanner scanner(path, text);
+    if (!scanner.nextDataLine()) throw errorAtLine(path, 1, "empty file, expected the point count");
+    const size_t numPoints = scanner.count(0);
+    const size_t dimension = scanner.numFields() > 1 ? scanner.count(1) : 3;
+    if (dimension != 3) scanner.fail("only 3D points can be read; the header gives dimension " + std::to_string(dimension));
+    const size_t headerLine = scanner.lineNumber();
+    readDeclaredPoints(scanner, numPoints, headerLine, 1, path, progress, vPoints);
+    if (scanner.nextDataLine())
+        scanner.fail("the header on line " + std::to_string(headerLine) + " declares " + std::to_string(numPoints) +
+                     " points; this line is one more");
+}
+
+} // namespace vesk3dapp

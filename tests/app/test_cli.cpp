@@ -1,0 +1,403 @@
+// Runs the built vesk3d command as a user would and checks what it says, what it exits with, and
+// which files it leaves behind.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <set>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct CliResult {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+std::string readFile(const fs::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+void writeFile(const fs::path& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string shellQuoted(const std::string& argument)
+{
+    std::string quoted = "'";
+    for (char c : argument) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// The number on the summary line that starts with label, or -1.
+long long summaryNumber(const std::string& out, const std::string& label)
+{
+    std::istringstream lines(out);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.compare(0, label.size(), label) == 0 && line.size() > label.size() && line[label.size()] == ' ')
+            return std::stoll(line.substr(label.size()));
+    }
+    return -1;
+}
+
+using Coordinates = std::tuple<double, double, double>;
+
+// The points of a TetGen .node file, parsed here independently of the command's readers.
+std::set<Coordinates> nodeFilePoints(const fs::path& path)
+{
+    std::istringstream in(readFile(path));
+    size_t count = 0;
+    int dimension = 0, attributes = 0, markers = 0;
+    in >> count >> dimension >> attributes >> markers;
+    std::set<Coordinates> points;
+    for (size_t i = 0; i < count; ++i) {
+        long long index = 0;
+        double x = 0, y = 0, z = 0;
+        in >> index >> x >> y >> z;
+        points.insert({x, y, z});
+    }
+    return points;
+}
+
+template <typename T>
+std::string bytesOf(T value, bool bBigEndian)
+{
+    std::string bytes(sizeof(T), '\0');
+    std::memcpy(bytes.data(), &value, sizeof(T));
+    const uint16_t probe = 1;
+    const bool bHostLittle = *reinterpret_cast<const unsigned char*>(&probe) == 1;
+    if (bBigEndian == bHostLittle) std::reverse(bytes.begin(), bytes.end());
+    return bytes;
+}
+
+std::string plyHeader(const std::string& format, size_t numVertices, const std::string& type)
+{
+    return "ply\nformat " + format + " 1.0\nelement vertex " + std::to_string(numVertices) + "\nproperty " + type +
+           " x\nproperty " + type + " y\nproperty " + type + " z\nend_header\n";
+}
+
+// Binary little-endian doubles, three per vertex.
+std::string plyDoubles(const std::vector<double>& values)
+{
+    std::string data;
+    for (double value : values) data += bytesOf(value, false);
+    return data;
+}
+
+// The five corners of two tetrahedra glued along x + y + z = 1: (2, 2, 2) lies outside the
+// circumsphere of the unit corner tetrahedron, so the Delaunay tetrahedralization is those two
+// tetrahedra, with 3 + 3 hull facets.
+const std::vector<Coordinates> twoTetCorners = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {2, 2, 2}};
+
+const std::string previousOutput = "output of an earlier run\n";
+
+struct BadInput {
+    std::string fileName;
+    std::string content;
+    std::string message;  // expected on standard error after "vesk3d: error: "
+};
+
+class CliTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+        root = fs::temp_directory_path() / ("vesk3d_cli_" + name + "_" + std::to_string(getpid()));
+        fs::remove_all(root);
+        work = root / "work";
+        fs::create_directories(work);
+    }
+    void TearDown() override { fs::remove_all(root); }
+
+    CliResult run(const std::vector<std::string>& arguments) const
+    {
+        std::string command = "cd " + shellQuoted(work.string()) + " && " + shellQuoted(VESK3D_CLI_PATH);
+        for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
+        command += " >" + shellQuoted((root / "stdout").string()) + " 2>" + shellQuoted((root / "stderr").string()) + " </dev/null";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(root / "stdout"), readFile(root / "stderr")};
+    }
+
+    void put(const std::string& name, const std::string& content) const { writeFile(work / name, content); }
+    std::string get(const std::string& name) const { return readFile(work / name); }
+
+    std::set<std::string> listing() const
+    {
+        std::set<std::string> names;
+        for (const fs::directory_entry& entry : fs::directory_iterator(work)) names.insert(entry.path().filename());
+        return names;
+    }
+
+    // Every fault must name the file and where in it, end with status 1, and leave the earlier
+    // output and the directory exactly as they were.
+    void expectRejected(const CliResult& result, const std::string& message, const std::set<std::string>& before) const
+    {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find("vesk3d: error: " + message), std::string::npos) << result.err;
+        EXPECT_EQ(get("out.vtk"), previousOutput);
+        EXPECT_EQ(listing(), before);
+    }
+
+    fs::path root;
+    fs::path work;
+};
+
+} // namespace
+
+TEST_F(CliTest, BadTextInputsNameFileLineAndFault)
+{
+    const std::vector<BadInput> vCases = {
+        {"bad.xyz", "1 2 3\n\n# comment\n4 x5 6\n", "bad.xyz:4: malformed number 'x5' in column 2"},
+        {"few.xyz", "1 2 3\n1 2\n", "few.xyz:2: expected at least 3 values, found 2"},
+        {"nan.txt", "1 2 3\nnan 0 0\n", "nan.txt:2: coordinate 'nan' in column 1 is not a finite number"},
+        {"inf.csv", "x,y,z\n1,2,3\n1,-inf,3\n", "inf.csv:3: coordinate '-inf' in column 2 is not a finite number"},
+        {"big.xyz", "1e999 0 0\n", "big.xyz:1: number '1e999' in column 1 is out of the range of a double"},
+        {"lies.pts", "5\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n", "lies.pts:1: the first line declares 5 points but the file holds 4"},
+        {"short.node", "5 3 0 0\n1 0 0 0\n2 1 0 0\n", "short.node:1: the header declares 5 points but the file ends after 2"},
+        {"long.node", "1 3 0 0\n1 0 0 0\n2 1 0 0\n", "long.node:3: the header on line 1 declares 1 points; this line is one more"},
+        {"flat.node", "1 2 0 0\n1 0 0\n", "flat.node:1: only 3D points can be read"},
+        {"faces.off", "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 1 2\n",
+         "faces.off:2: the header declares 4 vertices and 2 faces, but 1 lines follow the vertices"},
+        {"nokey.off", "4 0 0\n", "nokey.off:1: expected the OFF keyword"},
+        {"badv.obj", "v 0 0 0\nvn 0 0 1\nv 1 0 zero\n", "badv.obj:3: malformed number 'zero' in column 4"},
+        {"empty.xyz", "# nothing here\n\n", "empty.xyz: the file holds no points"},
+        {"flat.xyz", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n", "flat.xyz: no tetrahedron"},
+        {"twice.xyz", "0 0 0\n0 0 0\n1 1 1\n1 1 1\n", "twice.xyz: no tetrahedron"},
+        {"missing.xyz", "", "missing.xyz: cannot open: No such file or directory"},
+    };
+    for (const BadInput& bad : vCases) {
+        SCOPED_TRACE(bad.fileName);
+        put("out.vtk", previousOutput);
+        if (bad.fileName != "missing.xyz") put(bad.fileName, bad.content);
+        const std::set<std::string> before = listing();
+        expectRejected(run({bad.fileName, "-o", "out.vtk"}), bad.message, before);
+        fs::remove(work / bad.fileName);
+    }
+}
+
+TEST_F(CliTest, BadPlyInputsNameLineOrByteOffset)
+{
+    const std::string header4 = plyHeader("binary_little_endian", 4, "double");
+    const std::vector<double> vCorners = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
+    std::vector<double> vWithNan = vCorners;
+    vWithNan[4] = std::numeric_limits<double>::quiet_NaN();
+    const std::string full = header4 + plyDoubles(vCorners);
+    const std::string truncated = full.substr(0, full.size() - 12);
+    const size_t h = header4.size();
+    const std::vector<BadInput> vCases = {
+        {"trunc.ply", truncated,
+         "trunc.ply: byte " + std::to_string(truncated.size()) +
+             ": the file ends inside vertex record 3 of the 4 that the header declares"},
+        {"nanbin.ply", header4 + plyDoubles(vWithNan),
+         "nanbin.ply: byte " + std::to_string(h + 24) + ": vertex 1 has a coordinate that is not a finite number"},
+        {"extra.ply", full + "trail", "extra.ply: byte " + std::to_string(h + 96) + ": 5 bytes follow the last record"},
+        // Header lines 1-7, vertices from line 8: the file ends after the fourth, on line 11.
+        {"short.ply", plyHeader("ascii", 5, "float") + "0 0 0\n1 0 0\n0 1 0\n0 0 1\n",
+         "short.ply:11: the header declares 5 vertex records but the file ends after 4"},
+        {"nanascii.ply", plyHeader("ascii", 4, "float") + "0 0 0\n1 0 0\n0 1 0\n0 inf 1\n",
+         "nanascii.ply:11: coordinate 'inf' in column 2 is not a finite number"},
+        {"notply.ply", "plx\nformat ascii 1.0\n", "notply.ply:1: not a PLY file"},
+        {"noz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n0 0\n",
+         "noz.ply:1: the vertex element has no property z"},
+        {"badtype.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty real x\nend_header\n",
+         "badtype.ply:4: unknown property type 'real'"},
+        {"noend.ply", "ply\nformat ascii 1.0\nelement vertex 0\n", "noend.ply:3: the header has no end_header line"},
+    };
+    for (const BadInput& bad : vCases) {
+        SCOPED_TRACE(bad.fileName);
+        put("out.vtk", previousOutput);
+        put(bad.fileName, bad.content);
+        const std::set<std::string> before = listing();
+        expectRejected(run({bad.fileName, "-o", "out.vtk"}), bad.message, before);
+        fs::remove(work / bad.fileName);
+    }
+}
+
+TEST_F(CliTest, UnreadableInputAndUnwritableOutputKeepEarlierFiles)
+{
+    put("out.vtk", previousOutput);
+    put("ok.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n");
+    fs::create_directory(work / "dir.xyz");
+    fs::create_directory(work / "taken.vtk");
+    const std::set<std::string> before = listing();
+
+    expectRejected(run({"dir.xyz", "-o", "out.vtk"}), "dir.xyz: cannot read: Is a directory", before);
+    expectRejected(run({"ok.xyz", "-o", "nodir/out.vtk"}),
+                   "nodir/out.vtk: cannot create a file in nodir: No such file or directory", before);
+    // The mesh is complete before the rename fails: the temporary file must still go.
+    expectRejected(run({"ok.xyz", "-o", "taken.vtk"}), "taken.vtk: cannot replace: Is a directory", before);
+}
+
+TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
+{
+    put("a.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n");
+    put("out.vtk", previousOutput);
+    const std::set<std::string> before = listing();
+    const std::vector<std::vector<std::string>> vMistakes = {
+        {},
+        {"--bogus", "a.xyz"},
+        {"a.xyz", "a.xyz"},
+        {"--random", "0"},
+        {"--random", "12x"},
+        {"--random", "5", "a.xyz"},
+        {"--seed", "3", "a.xyz"},
+        {"--random", "5", "--seed", "0"},
+        {"a.xyz", "-o"},
+        {"a.abc", "-o", "out.vtk"},
+        {"a.xyz", "-o", "out.stl"},
+    };
+    for (const std::vector<std::string>& arguments : vMistakes) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const CliResult result = run(arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_NE(result.err.find("Try 'vesk3d --help'"), std::string::npos) << result.err;
+        EXPECT_TRUE(result.out.empty());
+        EXPECT_EQ(get("out.vtk"), previousOutput);
+        EXPECT_EQ(listing(), before);
+    }
+    const CliResult help = run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("Usage: vesk3d"), std::string::npos);
+}
+
+TEST_F(CliTest, SummaryCountsReadPointsDuplicatesTetrahedraAndHullFacets)
+{
+    // The five corners, two of them repeated, with the decorations that point files carry.
+    put("points.xyz", "# five corners\n0 0 0 7\n1 0 0 7\n\n0 1 0\n0 0 1\n2 2 2 9 9\n1 0 0\n0 0 0  # again\n");
+    put("out.vtk", previousOutput);
+    const CliResult result = run({"points.xyz", "-o", "out.vtk"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(summaryNumber(result.out, "points read"), 7);
+    EXPECT_EQ(summaryNumber(result.out, "distinct vertices"), 5);
+    EXPECT_EQ(summaryNumber(result.out, "duplicates merged"), 2);
+    EXPECT_EQ(summaryNumber(result.out, "tetrahedra"), 2);
+    EXPECT_EQ(summaryNumber(result.out, "hull facets"), 6);
+    for (const char* phase : {"time read", "time triangulate", "time write"})
+        EXPECT_NE(result.out.find(phase), std::string::npos) << phase;
+    EXPECT_EQ(get("out.vtk").rfind("# vtk DataFile Version", 0), 0u);
+    EXPECT_EQ(listing(), (std::set<std::string>{"points.xyz", "out.vtk"}));
+}
+
+TEST_F(CliTest, QuietSilencesSummaryAndLibraryButNotErrors)
+{
+    put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 2 2\n");
+    const CliResult quiet = run({"-q", "points.xyz", "--check", "-o", "out.msh"});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.out, "");
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_TRUE(fs::exists(work / "out.msh"));
+
+    const CliResult failed = run({"--quiet", "missing.xyz"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, "");
+    EXPECT_NE(failed.err.find("missing.xyz"), std::string::npos);
+}
+
+TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
+{
+    const std::string ply4 = "ply\nformat %s 1.0\ncomment made by hand\nelement vertex 5\nproperty uchar flag\n"
+                             "property %s x\nproperty %s y\nproperty %s z\nproperty list uchar int extra\n"
+                             "element face 1\nproperty list uchar int vertex_indices\nend_header\n";
+    auto plyHeaderWith = [&ply4](const std::string& format, const std::string& type) {
+        std::string header = ply4;
+        for (const std::string& piece : {format, type, type, type}) header.replace(header.find("%s"), 2, piece);
+        return header;
+    };
+    auto plyBinary = [&](bool bBigEndian, const std::string& type) {
+        std::string data = plyHeaderWith(bBigEndian ? "binary_big_endian" : "binary_little_endian", type);
+        for (const Coordinates& c : twoTetCorners) {
+            data += '\x07';
+            for (double v : {std::get<0>(c), std::get<1>(c), std::get<2>(c)})
+                data += type == "float" ? bytesOf(static_cast<float>(v), bBigEndian) : bytesOf(v, bBigEndian);
+            data += '\x02' + bytesOf<int32_t>(-1, bBigEndian) + bytesOf<int32_t>(5, bBigEndian);
+        }
+        return data + '\x03' + bytesOf<int32_t>(0, bBigEndian) + bytesOf<int32_t>(1, bBigEndian) +
+               bytesOf<int32_t>(2, bBigEndian);
+    };
+    const std::vector<std::pair<std::string, std::string>> vFiles = {
+        {"a.xyz", "0 0 0\n1 0 0 5\n0 1 0\n0 0 1\n2 2 2\n"},
+        {"b.txt", "\t0\t0\t0\n+1 0 0\n0 +1.0 0\n0 0 1e0\n2 2 2\r\n"},
+        {"c.csv", "x,y,z\n0,0,0\n1,0,0\n0,1,0\n0,0,1\n2,2,2\n"},
+        {"d.pts", "5\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 2 2\n"},
+        {"e.off", "COFF\n# colours follow the coordinates\n5 1 0\n0 0 0 1 1 1 1\n1 0 0 1 1 1 1\n0 1 0 1 1 1 1\n"
+                  "0 0 1 1 1 1 1\n2 2 2 1 1 1 1\n3 0 1 2\n"},
+        {"f.obj", "o thing\nv 0 0 0\nv 1 0 0\nvn 0 0 1\nv 0 1 0\nvt 0.5 0.5\nv 0 0 1\nv 2 2 2 1.0\nf 1 2 3\n"},
+        {"g.node", "# points\n5 3 1 1\n1 0 0 0 9.5 1\n2 1 0 0 9.5 1\n3 0 1 0 9.5 0\n4 0 0 1 9.5 0\n5 2 2 2 9.5 1\n"},
+        {"h.ply", plyHeaderWith("ascii", "double") + "7 0 0 0 2 -1 5\n7 1 0 0 0\n7 0 1 0 1 3\n7 0 0 1 0\n7 2 2 2 0\n3 0 1 2\n"},
+        {"i.ply", plyBinary(false, "float")},
+        {"j.ply", plyBinary(true, "double")},
+        {"k.PLY", plyBinary(true, "float")},
+    };
+    const std::set<Coordinates> expected(twoTetCorners.begin(), twoTetCorners.end());
+    std::string firstElements;
+    for (const auto& [name, content] : vFiles) {
+        SCOPED_TRACE(name);
+        put(name, content);
+        const CliResult result = run({name, "-o", "out.node"});
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(summaryNumber(result.out, "points read"), 5);
+        EXPECT_EQ(nodeFilePoints(work / "out.node"), expected);
+        // Same points in the same order: the same tetrahedra, to the byte.
+        if (firstElements.empty()) firstElements = get("out.ele");
+        EXPECT_EQ(get("out.ele"), firstElements);
+    }
+}
+
+TEST_F(CliTest, RandomPointsAreReproducibleAndCountedExactly)
+{
+    const CliResult first = run({"--random", "101", "--seed", "7", "-o", "first.vtu"});
+    ASSERT_EQ(first.status, 0) << first.err;
+    EXPECT_EQ(summaryNumber(first.out, "points read"), 101);
+    EXPECT_EQ(run({"--random", "101", "--seed", "7", "-o", "again.vtu"}).status, 0);
+    EXPECT_EQ(run({"--random", "101", "--seed", "8", "-o", "other.vtu"}).status, 0);
+    EXPECT_EQ(get("first.vtu"), get("again.vtu"));
+    EXPECT_NE(get("first.vtu"), get("other.vtu"));
+}
+
+TEST_F(CliTest, CheckReportsItsVerdict)
+{
+    const CliResult result = run({"--random", "500", "--check"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("check               passed"), std::string::npos) << result.out;
+    EXPECT_TRUE(listing().empty());
+}
+
+TEST_F(CliTest, SceneIsWrittenOnlyWithASuccessfulMesh)
+{
+    put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 2 2\n");
+    const CliResult result = run({"points.xyz", "--scene", "mesh.list", "-o", "mesh.vtk"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(get("mesh.list").rfind("LIST", 0), 0u);
+    EXPECT_EQ(listing(), (std::set<std::string>{"points.xyz", "mesh.list", "mesh.vtk"}));
+
+    put("mesh.list", previousOutput);
+    put("out.vtk", previousOutput);
+    std::set<std::string> before = listing();
+    // The library cannot write the scene where the directory is missing: the command must stop first.
+    expectRejected(run({"points.xyz", "--scene", "nodir/s.list", "-o", "out.vtk"}),
+                   "nodir/s.list: cannot create a file in nodir", before);
+    fs::create_directory(work / "taken.vtk");
+    before = listing();
+    expectRejected(run({"points.xyz", "--scene", "mesh.list", "-o", "taken.vtk"}), "taken.vtk: cannot replace", before);
+    EXPECT_EQ(get("mesh.list"), previousOutput);
+}
