@@ -29,7 +29,7 @@ extern "C" void removePendingAndDie(int signalNumber)
     std::raise(signalNumber);
 }
 
-int addPending(const std::string& name)
+void addPending(const std::string& name)
 {
     static const bool bHandlersInstalled = [] {
         for (int signalNumber : {SIGINT, SIGTERM, SIGHUP}) std::signal(signalNumber, removePendingAndDie);
@@ -40,9 +40,8 @@ int addPending(const std::string& name)
         if (aPendingUsed[i].load() || name.size() >= sizeof(aPendingNames[i])) continue;
         std::memcpy(aPendingNames[i], name.c_str(), name.size() + 1);
         aPendingUsed[i].store(true);
-        return i;
+        return;
     }
-    return -1;
 }
 
 void removePending(const std::string& name)

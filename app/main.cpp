@@ -141,6 +141,7 @@ int run(const Options& options)
             ElapsedTicker ticker("triangulating", bProgress && vPoints.size() >= largePointCount);
             triangulation.insert(vPoints);
         }
+        // The library holds its own copies of the vertices now.
         std::vector<VESK3D::Point3>().swap(vPoints);
         const TetMesh mesh = extractMesh(triangulation);
         summary.triangulateSeconds = stopwatch.lap();
