@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# The main job: builds the optimised library and triangulates the built-in default input.
+# The main job: builds the optimised library and the vesk3d command, then triangulates the
+# built-in default input (200,000 random points) into mesh.vtu, or whatever arguments say.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DVESK3D_BUILD_TESTS=OFF >/dev/null
-cmake --build build/release -j "$(nproc 2>/dev/null || echo 2)" --target vesk3d_example
-./build/release/examples/vesk3d_example "$@"
+cmake --build build/release -j "$(nproc 2>/dev/null || echo 2)" --target vesk3d_cli
+if [ $# -eq 0 ]; then set -- --random 200000 -o mesh.vtu --check; fi
+./build/release/app/vesk3d "$@"
