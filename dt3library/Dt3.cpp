@@ -363,8 +363,9 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
     return pNewTet1;
 }
 
-// Leaves in vStack, sorted by address and without repeats, the tetrahedra of the hull facets that
-// the vertex sees strictly from outside and that connect to facet hullFace of pHullTet.
+// Leaves in vStack, in creation order and without repeats, the tetrahedra of the hull facets that
+// the vertex sees strictly from outside and that connect to facet hullFace of pHullTet. Creation
+// order, unlike addresses, makes the result the same in every run.
 void Dt3::collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFace)
 {
     vStack.clear();
@@ -395,7 +396,10 @@ void Dt3::collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFac
         pushNewEdges(pCurTet, opp2ICI);
         vStack.push_back(pCurTet);
     }
-    std::sort(vStack.begin(), vStack.end());
+    // The address only breaks ties of a reset label counter, keeping repeats adjacent.
+    std::sort(vStack.begin(), vStack.end(), [](const Tet3* a, const Tet3* b) {
+        return a->getLabel() != b->getLabel() ? a->getLabel() < b->getLabel() : a < b;
+    });
     vStack.erase(std::unique(vStack.begin(), vStack.end()), vStack.end());
 }
 
