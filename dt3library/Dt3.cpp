@@ -17,7 +17,10 @@ namespace VESK3D {
 
 namespace {
 
-constexpr int hashTableSize = 1024;
+constexpr size_t initialFacetTableSize = 1024;
+
+// For the small steps of cavity filling, which the compiler's heuristics otherwise keep as calls.
+#define VESK_HOT_INLINE inline __attribute__((always_inline))
 constexpr int watchdogLimit = 10000;
 const int nextFace[4] = {1, 2, 3, 0};
 
@@ -27,12 +30,19 @@ const int nextFace[4] = {1, 2, 3, 0};
 const int cavityCorners[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
 const int capCorners[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
 
-// The key ignores coordinates on purpose: it mixes bits 5..9 of both vertex addresses.
-inline int facetKey(const Point3* pFirst, const Point3* pSecond)
+// Mixes both vertex addresses; the top `64 - shift` bits index the table.
+inline size_t facetSlot(const Point3* pFirst, const Point3* pSecond, int shift)
 {
-    const auto a = reinterpret_cast<std::uintptr_t>(pFirst);
-    const auto b = reinterpret_cast<std::uintptr_t>(pSecond);
-    return static_cast<int>(((a >> 5) & 0x1F) ^ (b & 0x3E0));
+    const std::uint64_t a = reinterpret_cast<std::uintptr_t>(pFirst);
+    const std::uint64_t b = reinterpret_cast<std::uintptr_t>(pSecond);
+    return static_cast<size_t>(((a * 0x9E3779B97F4A7C15ull) ^ b) * 0xC2B2AE3D27D4EB4Full >> shift);
+}
+
+int log2OfPowerOfTwo(size_t n)
+{
+    int log = 0;
+    while ((size_t(1) << log) < n) ++log;
+    return log;
 }
 
 // Seen-set of the star query: open addressing over pointers, so that a vertex of huge valence
@@ -88,16 +98,16 @@ void printFourPoints(const Point3* a, const Point3* b, const Point3* c, const Po
 } // namespace
 
 Dt3::Dt3(Vesk_3D* pOwner_)
-    : numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false)
+    : facetStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
+      numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false)
 {
-    twoTetPool.init(1024, 512);
     tetPool.init(28, -1);
-    vHashTable.assign(hashTableSize, nullptr);
+    vFacetTable.assign(initialFacetTableSize, TwoTetStruct{});
     if (vDoomedTets.capacity() < 512) vDoomedTets.reserve(512);
     if (vRecycledTets.capacity() < 512) vRecycledTets.reserve(512);
 }
 
-// The pools free every tetrahedron and pending facet at once; nothing walks the mesh.
+// The pool frees every tetrahedron at once; nothing walks the mesh.
 Dt3::~Dt3() = default;
 
 // ---------------------------------------------------------------------------------------------
@@ -225,8 +235,7 @@ Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pCurTet)
 {
     VESK_ASSERT(!pCurTet->hasBeenVisited);
     VESK_ASSERT(numStoredTCS==0);
-    VESK_ASSERT(vHashCollisions.empty());
-    twoTetPool.reset();
+    startFacetGluing();
 
     const int locateResult = locateConflictTet(pVtx, pCurTet);
     VESK_ASSERT(locateResult!=-99);
@@ -278,7 +287,6 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
             pLastNew = fillCavityFacet(pVtx, pTet, k, pOpp);
         }
     }
-    resolveHashCollisions();
     checkAllFacetsGlued();
     return pLastNew;
 }
@@ -355,8 +363,7 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
 
     Tet3* pLastCavityTet = fillConflictRegionOutsideHull(pVtx);
     // Side facets on the new horizon are hull facets and legitimately stay without a partner.
-    resolveHashCollisions();
-    resetFacetHash();
+    numStoredTCS = 0;
 
     Tet3* pNewTet1 = pLastCap != nullptr ? pLastCap : pLastCavityTet;
     VESK_ASSERT(pNewTet1!=0);
@@ -430,7 +437,7 @@ Tet3* Dt3::fillConflictRegionOutsideHull(Point3* pVtx)
 // ---------------------------------------------------------------------------------------------
 // Neighbour registration
 
-void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth)
+VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth)
 {
     VESK_ASSERT(toTet!=0);
     VESK_ASSERT(range03(ith));
@@ -462,65 +469,53 @@ void Dt3::registerSideFacets(Tet3* pNewTet)
     storeOrGlue(aCorner[0], aCorner[1], pNewTet, aIndex[2]);
 }
 
-bool Dt3::storeInSlotOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index)
+// Glues the facet to the sibling that offered the same two vertices before, or parks it until that
+// sibling comes. Open addressing: a slot is free unless it carries this insertion's stamp.
+VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index)
 {
-    TwoTetStruct*& pSlot = vHashTable[facetKey(pFirst, pSecond)];
-    if (pSlot == nullptr) {
-        pSlot = twoTetPool.getNewRecord();
-        *pSlot = TwoTetStruct{pFirst, pSecond, pTet, index};
-        ++numStoredTCS;
-        return true;
-    }
-    if (pSlot->pFirst == pFirst && pSlot->pSecond == pSecond) {
-        registerTets(pSlot->pTet, pSlot->index, pTet, index);
-        pSlot = nullptr;
-        --numStoredTCS;
-        return true;
-    }
-    return false;
-}
-
-void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index)
-{
-    if (storeInSlotOrGlue(pFirst, pSecond, pTet, index)) return;
-    if (glueFromCollisionList(pFirst, pSecond, pTet, index)) {
-        --numStoredTCS;
-        return;
-    }
-    TwoTetStruct* pRecord = twoTetPool.getNewRecord();
-    *pRecord = TwoTetStruct{pFirst, pSecond, pTet, index};
-    vHashCollisions.push_back(pRecord);
-    ++numStoredTCS;
-}
-
-bool Dt3::glueFromCollisionList(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index)
-{
-    for (auto it = vHashCollisions.begin(); it != vHashCollisions.end(); ++it) {
-        const TwoTetStruct* pRecord = *it;
-        if (pRecord->pFirst == pFirst && pRecord->pSecond == pSecond && pRecord->pTet != pTet) {
-            registerTets(pRecord->pTet, pRecord->index, pTet, index);
-            vHashCollisions.erase(it);
-            return true;
+    const size_t mask = vFacetTable.size() - 1;
+    for (size_t i = facetSlot(pFirst, pSecond, facetShift);; i = (i + 1) & mask) {
+        TwoTetStruct& slot = vFacetTable[i];
+        if (slot.stamp != facetStamp) {
+            slot = TwoTetStruct{pFirst, pSecond, pTet, index, facetStamp};
+            ++numStoredTCS;
+            if (2 * ++numFacetSlotsUsed > vFacetTable.size()) growFacetTable();
+            return;
+        }
+        if (slot.pFirst == pFirst && slot.pSecond == pSecond && slot.pTet != nullptr) {
+            registerTets(slot.pTet, slot.index, pTet, index);
+            // The glued slot stays taken so that probes for other pairs still pass it.
+            slot.pTet = nullptr;
+            --numStoredTCS;
+            return;
         }
     }
-    return false;
 }
 
-// A facet that collided may have had its partner parked in the slot after it; offering the
-// collisions again, newest first, pairs them. One that still finds neither its partner in the slot
-// nor among the collisions not yet offered has none: a new hull facet, or a cavity that does not
-// close (the caller reports that through the count).
-void Dt3::resolveHashCollisions()
+// Advancing the stamp frees every slot at once; only a wrapped stamp needs a real clear.
+void Dt3::startFacetGluing()
 {
-    while (!vHashCollisions.empty()) {
-        const TwoTetStruct record = *vHashCollisions.back();
-        vHashCollisions.pop_back();
-        --numStoredTCS;
-        if (storeInSlotOrGlue(record.pFirst, record.pSecond, record.pTet, record.index)) continue;
-        if (glueFromCollisionList(record.pFirst, record.pSecond, record.pTet, record.index))
-            --numStoredTCS;
-        else
-            ++numStoredTCS;
+    numFacetSlotsUsed = 0;
+    if (++facetStamp != 0) return;
+    for (TwoTetStruct& slot : vFacetTable) slot.stamp = 0;
+    facetStamp = 1;
+}
+
+// Keeps the table at most half full, so probes stay short even for the huge cavities of
+// cospherical input. The capacity is kept for later insertions.
+void Dt3::growFacetTable()
+{
+    const std::vector<TwoTetStruct> vOld(std::move(vFacetTable));
+    vFacetTable.assign(vOld.size() * 2, TwoTetStruct{});
+    --facetShift;
+    const size_t mask = vFacetTable.size() - 1;
+    numFacetSlotsUsed = 0;
+    for (const TwoTetStruct& facet : vOld) {
+        if (facet.stamp != facetStamp || facet.pTet == nullptr) continue;
+        size_t i = facetSlot(facet.pFirst, facet.pSecond, facetShift);
+        while (vFacetTable[i].stamp == facetStamp) i = (i + 1) & mask;
+        vFacetTable[i] = facet;
+        ++numFacetSlotsUsed;
     }
 }
 
@@ -530,14 +525,6 @@ void Dt3::checkAllFacetsGlued()
         std::cout << "numStoredTCS after insertVertex: " << numStoredTCS << std::endl;
         VESK_ASSERT(numStoredTCS==0);
     }
-}
-
-void Dt3::resetFacetHash()
-{
-    std::fill(vHashTable.begin(), vHashTable.end(), nullptr);
-    vHashCollisions.clear();
-    twoTetPool.reset();
-    numStoredTCS = 0;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -638,7 +625,9 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     std::cout << "numPoints=" << vPoints.size() << std::endl;
     if (vPoints.empty()) return;
 
+    // Reserved whole: a growing list would leave its outgrown buffers as holes in the heap.
     std::vector<Point3*> vNewVertices;
+    vNewVertices.reserve(vPoints.size());
     registry.insert(vPoints, vUserHandles, vNewVertices);
     if (bFullDimensional) {
         const Point3& first = vNewVertices.empty() ? vPoints.front() : *vNewVertices.front();
@@ -659,19 +648,30 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
 namespace {
 // Coarse-to-fine order: the middle of each range goes to the current level and both halves one
 // level down, so early points spread over the whole curve and later walks start next to their
-// targets. Buckets receive their entries in increasing list position.
-void distributeOverLevels(std::vector<Point3*>& vVertices, size_t lo, size_t hi, int level,
-                          std::vector<std::vector<Point3**>>& vBuckets)
+// targets. Calls visit(position) for the positions on `level` in increasing order, or decreasing
+// when `backwards`; generating each level on demand needs no bucket lists.
+template <class Visit>
+void forEachOnLevel(size_t lo, size_t hi, int depth, int level, int maxLevel, bool backwards, Visit& visit)
 {
-    const int maxLevel = static_cast<int>(vBuckets.size()) - 1;
-    while (hi - lo > 1 && level < maxLevel) {
-        const size_t mid = lo + (hi - lo) / 2;
-        vBuckets[level].push_back(&vVertices[mid]);
-        ++level;
-        distributeOverLevels(vVertices, lo, mid, level, vBuckets);
-        lo = mid + 1;
+    const bool splits = hi - lo > 1 && depth < maxLevel;
+    const size_t mid = lo + (hi - lo) / 2;
+    if (depth == level) {
+        if (splits)
+            visit(mid);
+        else if (backwards)
+            for (size_t i = hi; i-- > lo;) visit(i);
+        else
+            for (size_t i = lo; i < hi; ++i) visit(i);
+        return;
     }
-    for (size_t i = lo; i < hi; ++i) vBuckets[level].push_back(&vVertices[i]);
+    if (!splits) return;
+    if (backwards) {
+        forEachOnLevel(mid + 1, hi, depth + 1, level, maxLevel, backwards, visit);
+        forEachOnLevel(lo, mid, depth + 1, level, maxLevel, backwards, visit);
+    } else {
+        forEachOnLevel(lo, mid, depth + 1, level, maxLevel, backwards, visit);
+        forEachOnLevel(mid + 1, hi, depth + 1, level, maxLevel, backwards, visit);
+    }
 }
 } // namespace
 
@@ -685,16 +685,8 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
     const size_t n = vVertices.size();
     const int maxLevel = std::max(0, static_cast<int>(std::ceil(std::log(double(n)) / std::log(2.0))) - 4);
 
-    std::vector<std::vector<Point3**>> vBuckets(maxLevel + 1);
-    distributeOverLevels(vVertices, 0, n, 0, vBuckets);
-    for (int level = 0; level <= maxLevel; ++level) {
-        const std::vector<Point3**>& vBucket = vBuckets[level];
-        const bool backwards = level % 2 == 0;
-        for (size_t i = 0; i < vBucket.size(); ++i) {
-            Point3*& pVtx = *vBucket[backwards ? vBucket.size() - 1 - i : i];
-            pLastTet = insertVertex(pVtx, pLastTet);
-        }
-    }
+    auto insertAt = [&](size_t position) { pLastTet = insertVertex(vVertices[position], pLastTet); };
+    for (int level = 0; level <= maxLevel; ++level) forEachOnLevel(0, n, 0, level, maxLevel, level % 2 == 0, insertAt);
 }
 
 // ---------------------------------------------------------------------------------------------

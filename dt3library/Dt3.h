@@ -84,19 +84,19 @@ private:
     // Neighbour registration through the facet hash.
     void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);
     void registerSideFacets(Tet3* pNewTet);
-    bool storeInSlotOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
     void storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
-    bool glueFromCollisionList(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
-    void resolveHashCollisions();
-    void resetFacetHash();
+    void startFacetGluing();
+    void growFacetTable();
     void checkAllFacetsGlued();
 
-    SimplePool<TwoTetStruct> twoTetPool;
     SimplePool<Tet3> tetPool;
     std::vector<Tet3*> vDoomedTets;
     std::vector<Tet3*> vRecycledTets;
-    std::vector<TwoTetStruct*> vHashTable;
-    std::vector<TwoTetStruct*> vHashCollisions;
+    // Pending side facets of the current insertion (open addressing, power-of-two size).
+    std::vector<TwoTetStruct> vFacetTable;
+    unsigned facetStamp;
+    int facetShift;
+    size_t numFacetSlotsUsed;
     int numStoredTCS;
     GeomTest3 predicates;
     bool bFullDimensional;

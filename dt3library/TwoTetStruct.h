@@ -12,6 +12,7 @@ struct TwoTetStruct {
     Point3* pSecond; // higher address
     Tet3* pTet;
     int index;       // the facet's index in pTet (1, 2 or 3)
+    unsigned stamp;  // the insertion that stored it; older stamps mark a free table slot
 };
 
 } // namespace VESK3D
