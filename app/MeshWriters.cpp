@@ -97,6 +97,20 @@ void writeGmshBoundingBox(OutputFile& file, const TetMesh& mesh)
 }
 } // namespace
 
+namespace {
+// "number corner corner corner corner" per tetrahedron, everything counted from 1.
+void writeNumberedTetRows(OutputFile& file, const TetMesh& mesh, Progress& progress)
+{
+    for (size_t t = 0; t < mesh.numTets(); ++t) {
+        file.writeNumber(static_cast<int64_t>(t + 1));
+        file.write(" ");
+        writeCorners(file, mesh, t, 1);
+        file.write("\n");
+        progress.update(t);
+    }
+}
+} // namespace
+
 // Version 4.1: one volume entity (tag 1) holding every node and every 4-node tetrahedron (type 4).
 void writeGmsh(const std::string& path, const TetMesh& mesh, Progress& progress)
 {
@@ -119,13 +133,7 @@ void writeGmsh(const std::string& path, const TetMesh& mesh, Progress& progress)
     file.write("$EndNodes\n$Elements\n");
     writeRow(file, {1, numTets, 1, numTets});
     writeRow(file, {3, 1, 4, numTets});
-    for (size_t t = 0; t < mesh.numTets(); ++t) {
-        file.writeNumber(static_cast<int64_t>(t + 1));
-        file.write(" ");
-        writeCorners(file, mesh, t, 1);
-        file.write("\n");
-        progress.update(t);
-    }
+    writeNumberedTetRows(file, mesh, progress);
     file.write("$EndElements\n");
     file.commit();
 }
@@ -143,13 +151,7 @@ void writeTetGen(const std::string& path, const TetMesh& mesh, Progress& progres
     }
     OutputFile elementFile(tetGenElementPath(path));
     writeRow(elementFile, {static_cast<int64_t>(mesh.numTets()), 4, 0});
-    for (size_t t = 0; t < mesh.numTets(); ++t) {
-        elementFile.writeNumber(static_cast<int64_t>(t + 1));
-        elementFile.write(" ");
-        writeCorners(elementFile, mesh, t, 1);
-        elementFile.write("\n");
-        progress.update(t);
-    }
+    writeNumberedTetRows(elementFile, mesh, progress);
     nodeFile.commit();
     elementFile.commit();
 }
