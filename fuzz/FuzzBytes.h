@@ -1,0 +1,93 @@
+#pragma once
+// Turns the fuzzer's bytes into values. Every read succeeds: past the end it yields zeros, so any
+// input, however short, decodes to something.
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace VeskFuzz {
+
+class FuzzBytes {
+public:
+    FuzzBytes(const uint8_t* pData, size_t size) : pData(pData), size(size) {}
+
+    bool exhausted() const { return position >= size; }
+    uint8_t byte() { return position < size ? pData[position++] : 0; }
+
+    double rawDouble()
+    {
+        uint8_t aBytes[8] = {};
+        for (uint8_t& b : aBytes) b = byte();
+        double value = 0.0;
+        std::memcpy(&value, aBytes, sizeof(value));
+        return value;
+    }
+
+private:
+    const uint8_t* pData;
+    size_t size;
+    size_t position = 0;
+};
+
+// Non-zero magnitudes stay within [2^-32, 2^60]: far from overflow and underflow even in the
+// degree-five products of the exact in-sphere stages, which is the range where the predicates
+// promise exact answers.
+inline double foldIntoExactRange(double value)
+{
+    if (!std::isfinite(value) || value == 0.0) return 0.0;
+    int exponent = 0;
+    const double mantissa = std::frexp(value, &exponent);
+    return std::ldexp(mantissa, ((exponent % 90) + 90) % 90 - 30);
+}
+
+// value moved by steps units in the last place; zero moves in steps of 2^-30 instead, since its
+// neighbours are subnormal.
+inline double nudged(double value, int steps)
+{
+    if (value == 0.0) return std::ldexp(static_cast<double>(steps), -30);
+    const double target = steps > 0 ? HUGE_VAL : -HUGE_VAL;
+    for (int i = 0; i < std::abs(steps); ++i) value = std::nextafter(value, target);
+    return value;
+}
+
+// One coordinate, biased toward the inputs that stress exact predicates: small integers, values
+// repeated from earlier coordinates, one-ulp neighbours of them, huge offsets, dyadic fractions.
+// Every coordinate drawn is appended to vEarlier.
+inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarlier)
+{
+    auto earlier = [&]() { return vEarlier.empty() ? 1.0 : vEarlier[in.byte() % vEarlier.size()]; };
+    double value = 0.0;
+    switch (in.byte() % 7) {
+    case 0: value = in.byte() % 17 - 8; break;
+    case 1: value = earlier(); break;
+    case 2: value = nudged(earlier(), static_cast<int8_t>(in.byte()) / 8); break;
+    case 3: {
+        const int exponent = 20 + in.byte() % 40;
+        value = std::ldexp(1.0, exponent) + (in.byte() % 17 - 8);
+        break;
+    }
+    case 4: {
+        const int numerator = in.byte() % 255 - 127;
+        value = std::ldexp(static_cast<double>(numerator), -(in.byte() % 30));
+        break;
+    }
+    case 5: value = -earlier(); break;
+    default: value = foldIntoExactRange(in.rawDouble()); break;
+    }
+    vEarlier.push_back(value);
+    return value;
+}
+
+// A finding: the message goes to standard error (the library's own output may be switched off)
+// and the process aborts, which the fuzzer reports with the input.
+[[noreturn]] inline void fail(const char* what)
+{
+    std::fprintf(stderr, "FUZZ FINDING: %s\n", what);
+    std::abort();
+}
+
+} // namespace VeskFuzz

@@ -1,0 +1,178 @@
+// The fuzzer's bytes become a sequence of operations on one triangulation: batch and single
+// insertions, point location and vertex stars, all on points of one degenerate-prone family. After
+// every operation the whole mesh must pass the engine tests' exact checker (which lists every
+// tetrahedron), location and stars must agree with brute force, and nothing may throw.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <Vesk_3D.h>
+
+#include "FuzzBytes.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
+
+using VESK3D::Point3;
+using VESK3D::Tet3;
+using VeskFuzz::FuzzBytes;
+
+namespace {
+
+// Keeps every input quick to judge: the checker's brute force grows with the square of the size.
+constexpr size_t maxPoints = 120;
+constexpr int maxBatch = 24;
+
+// Integer points with x^2 + y^2 + z^2 == 50 (exactly cospherical) and the centre.
+std::vector<Point3> sphereFamily()
+{
+    std::vector<Point3> v{Point3(0, 0, 0)};
+    for (int x = -7; x <= 7; ++x)
+        for (int y = -7; y <= 7; ++y)
+            for (int z = -7; z <= 7; ++z)
+                if (x * x + y * y + z * z == 50) v.emplace_back(x, y, z);
+    return v;
+}
+
+// One point of the family chosen by the input's first byte.
+class PointFamily {
+public:
+    explicit PointFamily(uint8_t selector) : kind(selector % 8) {}
+
+    Point3 next(FuzzBytes& in)
+    {
+        const uint8_t b = in.byte();
+        const double i = b % 4, j = (b / 4) % 4, k = (b / 16) % 4;
+        switch (kind) {
+        case 0: return Point3(i, j, k);                                           // {0..3}^3
+        case 1: return Point3(i + 4 * (in.byte() % 2), j, k + 4 * (b / 64));      // {0..7}x{0..3}x{0..7}
+        case 2: return Point3(offset + i, offset + j, offset + k);                // far from the origin
+        case 3: return Point3(nudge(1 + i, b >> 6), nudge(1 + j, in.byte()), k);  // grid moved by ulps
+        case 4: return sphere[b % sphere.size()];
+        case 5: return b & 0x80 ? Point3(i, j, 3 - i - j) : Point3(i, j, k);      // mostly on one plane
+        case 6: return Point3(std::ldexp(i, -40), std::ldexp(j, -40), std::ldexp(k, -40));
+        default: {
+            const double x = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
+            const double y = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
+            return Point3(x, y, VeskFuzz::nearDegenerateCoordinate(in, vCoordinates));
+        }
+        }
+    }
+
+private:
+    static double nudge(double value, uint8_t selector) { return VeskFuzz::nudged(value, selector % 3 - 1); }
+
+    const int kind;
+    const double offset = std::ldexp(1.0, 40);
+    const std::vector<Point3> sphere = sphereFamily();
+    std::vector<double> vCoordinates;
+};
+
+void requireOk(const ::testing::AssertionResult& result, const char* operation)
+{
+    if (result) return;
+    std::fprintf(stderr, "after %s: %s\n", operation, result.message());
+    VeskFuzz::fail("the mesh or a query disagrees with the exact checker");
+}
+
+// locate must return a tetrahedron having the vertex as a corner for a vertex, null outside the
+// hull and on its boundary, and otherwise one of the tetrahedra that contain the point.
+::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Point3& q)
+{
+    const Tet3* pFound = dt.locate(q);
+    const VeskTest::Tets vHolders = dt.is3D() ? VeskTest::bruteForceLocate(VeskTest::allTetrahedra(dt), q) : VeskTest::Tets{};
+    bool bVertex = false, bOnHull = false;
+    for (const Tet3* pTet : vHolders) {
+        bVertex = bVertex || VeskTest::classify(*pTet, q) == VeskTest::Containment::OnVertex;
+        bOnHull = bOnHull || VeskTest::onHullFacetOf(*pTet, q);
+    }
+    bool bRight = false;
+    if (bVertex) bRight = pFound && pFound->hasVertex(q);
+    else if (vHolders.empty() || bOnHull) bRight = pFound == nullptr;
+    else bRight = std::find(vHolders.begin(), vHolders.end(), pFound) != vHolders.end();
+    if (bRight) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "locate(" << q.x() << ", " << q.y() << ", " << q.z() << ") returned "
+                                         << (pFound ? "a wrong tetrahedron" : "null");
+}
+
+::testing::AssertionResult starAgrees(VeskTest::BuiltMesh& mesh, size_t vertexIndex)
+{
+    std::vector<Point3*> vVertices;
+    mesh.dt->getVertices(vVertices);
+    if (vVertices.empty() || !mesh.dt->is3D()) return ::testing::AssertionSuccess();
+    Point3* pVertex = vVertices[vertexIndex % vVertices.size()];
+    const VeskTest::Tets vExpected = VeskTest::bruteForceStar(VeskTest::allTetrahedra(*mesh.dt), pVertex);
+    // A vertex still held by the start-up rules has no star to ask for.
+    if (vExpected.empty()) return ::testing::AssertionSuccess();
+    std::vector<Tet3*> vStar;
+    ::testing::internal::CaptureStdout();
+    mesh.dt->getTetsAroundVertex(pVertex, vStar);
+    ::testing::internal::GetCapturedStdout();
+    const std::set<Tet3*> star(vStar.begin(), vStar.end());
+    if (star.size() == vStar.size() && star == std::set<Tet3*>(vExpected.begin(), vExpected.end()))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the star of (" << pVertex->x() << ", " << pVertex->y() << ", " << pVertex->z()
+                                         << ") has " << vStar.size() << " entries, brute force finds " << vExpected.size();
+}
+
+void runOperations(FuzzBytes& in)
+{
+    PointFamily family(in.byte());
+    VeskTest::BuiltMesh mesh;
+    while (!in.exhausted() && mesh.vInputs.size() < maxPoints) {
+        const uint8_t operation = in.byte() % 5;
+        if (operation <= 1) {
+            const int numPoints = operation == 0 ? 1 + in.byte() % maxBatch : 1;
+            VeskTest::Points vPoints;
+            for (int i = 0; i < numPoints; ++i) vPoints.push_back(family.next(in));
+            const VeskTest::InsertMode mode =
+                operation == 1 ? VeskTest::InsertMode::Singles
+                               : (in.byte() % 2 ? VeskTest::InsertMode::BatchHandles : VeskTest::InsertMode::Batch);
+            requireOk(VeskTest::insertPoints(mesh, vPoints, mode, 0), "inserting");
+            requireOk(VeskTest::checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld), "inserting");
+        } else if (operation == 2) {
+            requireOk(locateAgrees(*mesh.dt, family.next(in)), "locate");
+        } else if (operation == 3) {
+            requireOk(starAgrees(mesh, in.byte()), "star");
+        } else {
+            // A vertex's own coordinates, the duplicate path of location.
+            std::vector<Point3*> vVertices;
+            mesh.dt->getVertices(vVertices);
+            if (!vVertices.empty()) requireOk(locateAgrees(*mesh.dt, *vVertices[in.byte() % vVertices.size()]), "locate");
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
+{
+    FuzzBytes in(pData, size);
+    try {
+        runOperations(in);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        VeskFuzz::fail("an exception escaped a query");
+    }
+    return 0;
+}
+
+// The exact oracle allocates for every close call; recording each allocation's stack would take
+// most of the time. Replay a finding with ASAN_OPTIONS=malloc_context_size=30 for full stacks.
+extern "C" const char* __asan_default_options()
+{
+    return "malloc_context_size=0";
+}
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    // The engine reports progress on standard output; findings go to standard error. Replaying a
+    // finding with VESK3D_FUZZ_VERBOSE set shows the engine's own report of a failed assertion too.
+    if (std::getenv("VESK3D_FUZZ_VERBOSE")) return 0;
+    if (!std::freopen("/dev/null", "w", stdout)) VeskFuzz::fail("cannot silence standard output");
+    return 0;
+}
