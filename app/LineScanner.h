@@ -20,6 +20,7 @@ public:
     size_t lineNumber() const { return line; }
     // Byte offset just past the current line.
     size_t offset() const { return position; }
+    size_t bytesLeft() const { return text.size() - position; }
 
     // The finite number in field i, or an error naming line and column.
     double coordinate(size_t i) const;

@@ -85,6 +85,8 @@ void addProperty(const LineScanner& scanner, PlyHeader& header)
     if (scanner.numFields() >= 2 && scanner.field(1) == "list") {
         if (scanner.numFields() != 5) scanner.fail("expected 'property list COUNT-TYPE ITEM-TYPE NAME'");
         property.countType = requireType(scanner, 2);
+        if (property.countType == PlyType::Float32 || property.countType == PlyType::Float64)
+            scanner.fail("the length of a list must have an integer type");
         property.type = requireType(scanner, 3);
         property.name = std::string(scanner.field(4));
     } else {
@@ -180,7 +182,11 @@ VertexLayout findVertexLayout(const std::string& path, const PlyHeader& header)
 
 size_t skipAsciiProperty(const LineScanner& scanner, const PlyProperty& property, size_t column)
 {
-    return property.isList() ? column + 1 + scanner.count(column) : column + 1;
+    if (!property.isList()) return column + 1;
+    const size_t numItems = scanner.count(column);
+    if (numItems >= scanner.numFields() - column)
+        scanner.fail("the list in column " + std::to_string(column + 1) + " runs past the end of the line");
+    return column + 1 + numItems;
 }
 
 void readAsciiBody(const std::string& path, std::string_view text, const PlyHeader& header, const VertexLayout& layout,
@@ -285,6 +291,8 @@ void readBinaryBody(const std::string& path, std::string_view text, const PlyHea
     BinaryBody body(path, text, header);
     for (size_t e = 0; e < header.vElements.size(); ++e) {
         const PlyElement& element = header.vElements[e];
+        // Records without properties take no bytes, however many the header declares.
+        if (element.vProperties.empty()) continue;
         const bool bVertex = e == layout.elementIndex;
         if (bVertex) vPoints.reserve(std::min(element.count, text.size() / 3));
         for (size_t r = 0; r < element.count; ++r) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cctype>
 #include <limits>
 
@@ -37,7 +38,9 @@ bool isColumnNames(const LineScanner& scanner)
 void readDeclaredPoints(LineScanner& scanner, size_t numDeclared, size_t headerLine, size_t firstColumn,
                         const std::string& path, Progress& progress, PointList& vPoints)
 {
-    vPoints.reserve(numDeclared);
+    // A header may claim any count: reserve no more than the rest of the file can hold, at the
+    // shortest point line ("0 0 0" and a line end).
+    vPoints.reserve(std::min(numDeclared, scanner.bytesLeft() / 6 + 1));
     for (size_t i = 0; i < numDeclared; ++i) {
         if (!scanner.nextDataLine())
             throw errorAtLine(path, headerLine,
