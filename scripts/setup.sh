@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make libgtest-dev libgmock-dev libgmp-dev libbenchmark-dev libcgal-dev
-  python3-vtk9 python3-meshio tetgen "$@")
+  python3-vtk9 python3-meshio tetgen clang libclang-rt-14-dev valgrind "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test in both configurations: "DEBUG" (standard assertions active,
-# AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one.
+# AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one (where valgrind's
+# memcheck also watches two programs); then runs each fuzz target for a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -17,4 +18,6 @@ for config in Debug Release; do
   echo "=== ${config} tests ==="
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1500) || status=1
 done
+# A short run of every fuzz target on its corpus, after replaying the inputs of past findings.
+bash fuzz/run_fuzzers.sh 60 || status=1
 exit $status
