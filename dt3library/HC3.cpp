@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <iterator>
 #include <new>
 
 #include "tools.h"
@@ -28,11 +27,11 @@ constexpr uint32_t NEXT[8][12] = {
 constexpr size_t blockFill = 512;
 
 // Same order as Func_ltIdxVtxPtr(pEntry, probe) for the probe (key, p).
-bool entryBeforeProbe(const IdxVtx* pEntry, uint32_t key, const Point3* p)
+bool entryBeforeProbe(const IdxVtx& entry, uint32_t key, const Point3* p)
 {
-    if (pEntry->hilbertIndex != key)
-        return pEntry->hilbertIndex < key;
-    return p != nullptr && *pEntry->pVtx < *p;
+    if (entry.hilbertIndex != key)
+        return entry.hilbertIndex < key;
+    return p != nullptr && *entry.pVtx < *p;
 }
 
 bool equivalent(const Point3& a, const Point3& b)
@@ -63,9 +62,9 @@ std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Po
     return vCandidates;
 }
 
-Tet3* incidentTet(const IdxVtx* pEntry)
+Tet3* incidentTet(const IdxVtx& entry)
 {
-    const Point3* pVtx = pEntry->pVtx;
+    const Point3* pVtx = entry.pVtx;
     VESK_ASSERT(pVtx!=0);
     return pVtx->getOneTet();
 }
@@ -75,7 +74,6 @@ Tet3* incidentTet(const IdxVtx* pEntry)
 HC3::HC3() : rangeX(-1.0), rangeY(-1.0), rangeZ(-1.0), bValid(false), numEntries(0)
 {
     vertexPool.init(4, -1);
-    entryPool.init(4, -1);
 }
 
 HC3::~HC3() {}
@@ -109,12 +107,12 @@ std::pair<Point3*, Tet3*> HC3::insert(const Point3& p)
     const uint32_t key = getHilbertIndex(p);
     Pos pos = lowerBound(key, &p);
     if (holdsPoint(pos, key, p)) {
-        Point3* pVtx = entryAt(pos)->pVtx;
+        Point3* pVtx = entryAt(pos).pVtx;
         Tet3* pOwnTet = pVtx->getOneTet();
         return {pVtx, pOwnTet != nullptr ? pOwnTet : neighbourTet(pos)};
     }
     pos = insertAt(pos, newEntry(p, key));
-    return {entryAt(pos)->pVtx, neighbourTet(pos)};
+    return {entryAt(pos).pVtx, neighbourTet(pos)};
 }
 
 void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles,
@@ -126,13 +124,9 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     vUserHandles.resize(vPoints.size());
 
     const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints);
-    struct NewRun {
-        uint32_t key;
-        size_t index;
-        size_t first, last; // range in vCandidates
-        size_t setRank;     // position among the new entries in set order
-    };
+    // Reserved whole: growing it step by step would leave its discarded buffers as holes in the heap.
     std::vector<NewRun> vNewRuns;
+    vNewRuns.reserve(vCandidates.size());
     for (size_t first = 0, last; first < vCandidates.size(); first = last) {
         const Candidate& head = vCandidates[first];
         const Point3& p = vPoints[head.index];
@@ -143,27 +137,31 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         const Pos pos = lowerBound(head.key, &p);
         if (holdsPoint(pos, head.key, p)) {
             for (size_t c = first; c < last; ++c)
-                vUserHandles[vCandidates[c].index] = entryAt(pos)->pVtx;
+                vUserHandles[vCandidates[c].index] = entryAt(pos).pVtx;
         } else {
-            vNewRuns.push_back({head.key, head.index, first, last, vNewRuns.size()});
+            vNewRuns.push_back({IdxVtx{head.key, nullptr}, head.index, first, last});
         }
     }
 
-    // Vertices are created in curve order with equal keys in input order, which is the order of
-    // vNewVertices; the set itself orders equal keys by coordinates.
-    std::sort(vNewRuns.begin(), vNewRuns.end(), [](const NewRun& a, const NewRun& b) {
-        return a.key != b.key ? a.key < b.key : a.index < b.index;
-    });
-    std::vector<IdxVtx*> vAdded(vNewRuns.size());
-    for (const NewRun& run : vNewRuns) {
-        IdxVtx* pEntry = newEntry(vPoints[run.index], run.key);
-        vAdded[run.setRank] = pEntry;
+    // The runs are in set order, and so are the new vertex records: curve neighbours end up next
+    // to each other in memory.
+    for (NewRun& run : vNewRuns) {
+        run.entry = newEntry(vPoints[run.index], run.entry.hilbertIndex);
         for (size_t c = run.first; c < run.last; ++c)
-            vUserHandles[vCandidates[c].index] = pEntry->pVtx;
-        vNewVertices.push_back(pEntry->pVtx);
+            vUserHandles[vCandidates[c].index] = run.entry.pVtx;
     }
+    mergeEntries(vNewRuns);
 
-    mergeEntries(vAdded);
+    // The set orders equal keys by coordinates; vNewVertices keeps them in input order. The runs
+    // are sorted by key already, so only groups of equal keys need sorting.
+    for (auto itGroup = vNewRuns.begin(); itGroup != vNewRuns.end();) {
+        const uint32_t key = itGroup->entry.hilbertIndex;
+        const auto itEnd = std::find_if(itGroup + 1, vNewRuns.end(),
+                                        [key](const NewRun& run) { return run.entry.hilbertIndex != key; });
+        std::sort(itGroup, itEnd, [](const NewRun& a, const NewRun& b) { return a.index < b.index; });
+        for (; itGroup != itEnd; ++itGroup)
+            vNewVertices.push_back(itGroup->entry.pVtx);
+    }
 }
 
 Tet3* HC3::getStartTet(const Point3& p)
@@ -189,9 +187,9 @@ Tet3* HC3::getStartTet(const Point3& p)
 void HC3::getVertices(std::vector<Point3*>& vVertices) const
 {
     vVertices.reserve(vVertices.size() + numEntries);
-    for (const std::vector<IdxVtx*>& vBlock : vBlocks) {
-        for (const IdxVtx* pEntry : vBlock)
-            vVertices.push_back(pEntry->pVtx);
+    for (const std::vector<IdxVtx>& vBlock : vBlocks) {
+        for (const IdxVtx& entry : vBlock)
+            vVertices.push_back(entry.pVtx);
     }
 }
 
@@ -203,26 +201,25 @@ void HC3::growBoxAndRekey()
     rangeY = bbox.getRangeY();
     rangeZ = bbox.getRangeZ();
     bValid = true;
-    std::vector<IdxVtx*> vEntries;
+    std::vector<IdxVtx> vEntries;
     collectEntries(vEntries);
-    for (IdxVtx* pEntry : vEntries)
-        pEntry->hilbertIndex = getHilbertIndex(*pEntry->pVtx);
+    for (IdxVtx& entry : vEntries)
+        entry.hilbertIndex = getHilbertIndex(*entry.pVtx);
     std::sort(vEntries.begin(), vEntries.end(), Func_ltIdxVtxPtr());
     rebuildBlocks(vEntries);
 }
 
 // The vertex copies p's coordinates and custom index; it has no incident tetrahedron yet.
-IdxVtx* HC3::newEntry(const Point3& p, uint32_t key)
+IdxVtx HC3::newEntry(const Point3& p, uint32_t key)
 {
-    Point3* pVtx = new (vertexPool.getNewRecord()) Point3(p);
-    return new (entryPool.getNewRecord()) IdxVtx{key, pVtx};
+    return IdxVtx{key, new (vertexPool.getNewRecord()) Point3(p)};
 }
 
 HC3::Pos HC3::lowerBound(uint32_t key, const Point3* p) const
 {
-    const auto before = [key, p](const IdxVtx* pEntry) { return entryBeforeProbe(pEntry, key, p); };
+    const auto before = [key, p](const IdxVtx& entry) { return entryBeforeProbe(entry, key, p); };
     const auto itBlock = std::partition_point(vBlocks.begin(), vBlocks.end(),
-                                              [&before](const std::vector<IdxVtx*>& v) { return before(v.back()); });
+                                              [&before](const std::vector<IdxVtx>& v) { return before(v.back()); });
     if (itBlock == vBlocks.end())
         return {vBlocks.size(), 0};
     const auto itEntry = std::partition_point(itBlock->begin(), itBlock->end(), before);
@@ -230,20 +227,20 @@ HC3::Pos HC3::lowerBound(uint32_t key, const Point3* p) const
 }
 
 // Returns where pEntry ended up, which differs from pos when its block had to be split.
-HC3::Pos HC3::insertAt(Pos pos, IdxVtx* pEntry)
+HC3::Pos HC3::insertAt(Pos pos, const IdxVtx& entry)
 {
     ++numEntries;
     if (vBlocks.empty()) {
-        vBlocks.emplace_back(1, pEntry);
+        vBlocks.emplace_back(1, entry);
         return {0, 0};
     }
     if (isEnd(pos))
         pos = {vBlocks.size() - 1, vBlocks.back().size()};
-    std::vector<IdxVtx*>& vBlock = vBlocks[pos.block];
-    vBlock.insert(vBlock.begin() + pos.offset, pEntry);
+    std::vector<IdxVtx>& vBlock = vBlocks[pos.block];
+    vBlock.insert(vBlock.begin() + pos.offset, entry);
     if (vBlock.size() < 2 * blockFill)
         return pos;
-    std::vector<IdxVtx*> vUpper(vBlock.begin() + blockFill, vBlock.end());
+    std::vector<IdxVtx> vUpper(vBlock.begin() + blockFill, vBlock.end());
     vBlock.resize(blockFill);
     vBlocks.insert(vBlocks.begin() + pos.block + 1, std::move(vUpper));
     return pos.offset < blockFill ? pos : Pos{pos.block + 1, pos.offset - blockFill};
@@ -263,24 +260,44 @@ Tet3* HC3::neighbourTet(Pos pos) const
     return nullptr;
 }
 
-void HC3::collectEntries(std::vector<IdxVtx*>& vEntries) const
+void HC3::collectEntries(std::vector<IdxVtx>& vEntries) const
 {
     vEntries.reserve(vEntries.size() + numEntries);
-    for (const std::vector<IdxVtx*>& vBlock : vBlocks)
+    for (const std::vector<IdxVtx>& vBlock : vBlocks)
         vEntries.insert(vEntries.end(), vBlock.begin(), vBlock.end());
 }
 
-void HC3::mergeEntries(const std::vector<IdxVtx*>& vSortedNew)
+// Merges block by block into fresh blocks, freeing each old block once it is copied, so that no
+// copy of the whole set exists at any time. Old entries go first among equals, as in std::merge.
+void HC3::mergeEntries(const std::vector<NewRun>& vSortedNew)
 {
-    std::vector<IdxVtx*> vOld, vMerged;
-    collectEntries(vOld);
-    vMerged.reserve(vOld.size() + vSortedNew.size());
-    std::merge(vOld.begin(), vOld.end(), vSortedNew.begin(), vSortedNew.end(), std::back_inserter(vMerged),
-               Func_ltIdxVtxPtr());
-    rebuildBlocks(vMerged);
+    std::vector<std::vector<IdxVtx>> vOldBlocks;
+    vOldBlocks.swap(vBlocks);
+    numEntries = 0;
+    auto itNew = vSortedNew.begin();
+    for (std::vector<IdxVtx>& vOld : vOldBlocks) {
+        for (const IdxVtx& old : vOld) {
+            for (; itNew != vSortedNew.end() && Func_ltIdxVtxPtr()(itNew->entry, old); ++itNew)
+                appendEntry(itNew->entry);
+            appendEntry(old);
+        }
+        std::vector<IdxVtx>().swap(vOld);
+    }
+    for (; itNew != vSortedNew.end(); ++itNew)
+        appendEntry(itNew->entry);
 }
 
-void HC3::rebuildBlocks(const std::vector<IdxVtx*>& vSorted)
+void HC3::appendEntry(const IdxVtx& entry)
+{
+    if (vBlocks.empty() || vBlocks.back().size() == blockFill) {
+        vBlocks.emplace_back();
+        vBlocks.back().reserve(blockFill);
+    }
+    vBlocks.back().push_back(entry);
+    ++numEntries;
+}
+
+void HC3::rebuildBlocks(const std::vector<IdxVtx>& vSorted)
 {
     vBlocks.clear();
     for (size_t first = 0; first < vSorted.size(); first += blockFill) {

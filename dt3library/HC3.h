@@ -20,15 +20,15 @@ struct IdxVtx {
 
 // Key first, then coordinates; a probe with a null vertex sorts before every entry of its key.
 struct Func_ltIdxVtxPtr {
-    bool operator()(const IdxVtx* a, const IdxVtx* b) const
+    bool operator()(const IdxVtx& a, const IdxVtx& b) const
     {
-        if (a->hilbertIndex != b->hilbertIndex)
-            return a->hilbertIndex < b->hilbertIndex;
-        if (a->pVtx == nullptr)
+        if (a.hilbertIndex != b.hilbertIndex)
+            return a.hilbertIndex < b.hilbertIndex;
+        if (a.pVtx == nullptr)
             return true;
-        if (b->pVtx == nullptr)
+        if (b.pVtx == nullptr)
             return false;
-        return *a->pVtx < *b->pVtx;
+        return *a.pVtx < *b.pVtx;
     }
 };
 
@@ -66,21 +66,30 @@ private:
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
 
     void growBoxAndRekey();
-    IdxVtx* newEntry(const Point3& p, uint32_t key);
+    IdxVtx newEntry(const Point3& p, uint32_t key);
     // First entry not less than the probe (key, p); a null p sorts before every entry of its key.
     Pos lowerBound(uint32_t key, const Point3* p) const;
     bool isEnd(Pos pos) const { return pos.block == vBlocks.size(); }
-    IdxVtx* entryAt(Pos pos) const { return vBlocks[pos.block][pos.offset]; }
+    const IdxVtx& entryAt(Pos pos) const { return vBlocks[pos.block][pos.offset]; }
     // Whether the lower bound pos of (key, p) is p's own entry.
     bool holdsPoint(Pos pos, uint32_t key, const Point3& p) const
     {
-        return !isEnd(pos) && entryAt(pos)->hilbertIndex == key && !(p < *entryAt(pos)->pVtx);
+        return !isEnd(pos) && entryAt(pos).hilbertIndex == key && !(p < *entryAt(pos).pVtx);
     }
-    Pos insertAt(Pos pos, IdxVtx* pEntry);
+    Pos insertAt(Pos pos, const IdxVtx& entry);
     Tet3* neighbourTet(Pos pos) const;
-    void mergeEntries(const std::vector<IdxVtx*>& vSortedNew);
-    void collectEntries(std::vector<IdxVtx*>& vEntries) const;
-    void rebuildBlocks(const std::vector<IdxVtx*>& vSorted);
+    // Points of a batch with equal coordinates: their entry, the input index of the first of them,
+    // and their range in the batch's candidates.
+    struct NewRun {
+        IdxVtx entry;
+        size_t index;
+        size_t first, last;
+    };
+
+    void mergeEntries(const std::vector<NewRun>& vSortedNew);
+    void appendEntry(const IdxVtx& entry);
+    void collectEntries(std::vector<IdxVtx>& vEntries) const;
+    void rebuildBlocks(const std::vector<IdxVtx>& vSorted);
 
     Bbox3 bbox;
     double rangeX;
@@ -88,10 +97,10 @@ private:
     double rangeZ;
     bool bValid;
     SimplePool<Point3> vertexPool;
-    SimplePool<IdxVtx> entryPool;
     // The ordered set, stored as a list of sorted blocks so that a single insertion moves at most
-    // one block and the block list, never the whole set.
-    std::vector<std::vector<IdxVtx*>> vBlocks;
+    // one block and the block list, never the whole set. Entries live in the blocks themselves:
+    // 16 bytes a vertex, where pooled records behind pointers would take 24.
+    std::vector<std::vector<IdxVtx>> vBlocks;
     size_t numEntries;
 };
 
