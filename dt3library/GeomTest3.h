@@ -15,13 +15,17 @@
 // the bound cannot settle the sign do the adaptive stages in GeomTest3.cpp run on floating-point
 // expansions: stage B (exact determinant of the rounded differences), C (first-order correction
 // for the rounding of the differences) and D (everything, exactly; for the sphere the exact
-// determinant of the input coordinates). They use fixed stack arrays only, never the heap.
+// determinant of the input coordinates). They use fixed stack arrays only, never the heap. Before
+// them the in-sphere test tries two cheaper exact routes: integer input whose filter arithmetic was
+// exact, and a double-double evaluation (GeomTest3DoubleDouble.cpp) that settles most nearly
+// cospherical cases.
 //
 // Tests that must prove which adaptive stage settled a case compile GeomTest3.cpp themselves with
 // VESK3D_PREDICATE_STATS defined; that copy counts decisions in predicateStageCount. The library's
 // own build has no counters, and stage A never has any.
 #include <cassert>
 #include <cmath>
+#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -67,6 +71,15 @@ public:
     int insphereAdapt(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e,
                       double permanent) const;
     int insphereExact(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e) const;
+    // The in-sphere determinant in double-double arithmetic on the exact differences, for nearly
+    // cospherical input: 1 or -1 for a certainly positive or negative determinant, 0 when it cannot
+    // tell (or the coordinates are too large or too small for its bound).
+    int insphereDoubleDouble(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e,
+                             double permanent) const;
+    // What sphereInclusionTest does when its filter cannot decide: the corner guard, then the exact
+    // routes from the cheapest on. Out of line, so that the filter stays small enough to inline.
+    SphereInclusionCode sphereInclusionBeyondFilter(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
+                                                    const Point3* e, double det, double permanent) const;
 
 private:
     explicit GeomTest3(std::pair<double, double> epsilonAndSplitter_);
@@ -111,6 +124,24 @@ inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b,
     if (det < 0.0) return ORIENTATION3_POSITIVE;
     if (det > 0.0) return ORIENTATION3_NEGATIVE;
     return ORIENTATION3_COPLANAR;
+}
+
+// Whether the in-sphere determinant above was computed without any rounding, which makes its sign
+// exact: integer coordinates, differences of at most 2^25 (so they, the lifts and the 2x2 minors
+// are exact integers) and a permanent of at most 2^50 (so every product and sum that reaches det is
+// an integer below 2^53). Lattice input, cospherical everywhere, is settled here instead of in the
+// adaptive stages.
+inline bool isExactOnLattice(double permanent, std::initializer_list<double> differences,
+                             std::initializer_list<const Point3*> points)
+{
+    if (!(permanent <= 0x1p50)) return false;
+    for (double difference : differences)
+        if (!(std::fabs(difference) <= 0x1p25)) return false;
+    // Beyond 2^52 every double is an integer; below it the conversion is exact and in range.
+    auto isIntegral = [](double v) { return std::fabs(v) >= 0x1p52 || v == static_cast<double>(static_cast<long long>(v)); };
+    for (const Point3* p : points)
+        if (!isIntegral(p->x()) || !isIntegral(p->y()) || !isIntegral(p->z())) return false;
+    return true;
 }
 
 // Ends the process like a failed runtime assertion; for facet indices outside 0..3.
@@ -176,10 +207,7 @@ inline SphereInclusionCode GeomTest3::sphereInclusionTest(const Tet3* pTet, cons
     const double errBound = ispErrBoundA * permanent;
     // A query point equal to a corner has det == permanent == 0 and is settled here as inside.
     if (det >= errBound || -det >= errBound) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
-
-    if (pVtx == a || pVtx == b || pVtx == c || pVtx == d) return SIC_ON_CORNER;
-    // Exactly on the sphere (code 2) counts as outside: ties are no conflict.
-    return insphereAdapt(a, b, c, d, pVtx, permanent) == 0 ? SIC_INSIDE : SIC_OUTSIDE;
+    return sphereInclusionBeyondFilter(a, b, c, d, pVtx, det, permanent);
 }
 
 } // namespace VESK3D
