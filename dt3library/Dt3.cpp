@@ -293,7 +293,7 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
 
 // Joins the vertex to facet `face` of a doomed tetrahedron and glues the new tetrahedron to the
 // survivor across that facet (if any) and, through the facet hash, to its new siblings.
-Tet3* Dt3::fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet)
+VESK_HOT_INLINE Tet3* Dt3::fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet)
 {
     const int* corners = cavityCorners[face];
     Tet3* pNewTet = createTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
@@ -450,7 +450,7 @@ VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int 
     toTet->setOppTet(jth, fromTet);
 }
 
-void Dt3::registerSideFacets(Tet3* pNewTet)
+VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet)
 {
     int aIndex[3] = {1, 2, 3};
     Point3* aCorner[3] = {pNewTet->getCorner(1), pNewTet->getCorner(2), pNewTet->getCorner(3)};
