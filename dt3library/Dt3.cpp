@@ -13,14 +13,14 @@
 #include "Visualizer3.h"
 #include "tools.h"
 
+// For the small steps of cavity filling, which the compiler's heuristics otherwise keep as calls.
+#define VESK_HOT_INLINE inline __attribute__((always_inline))
+
 namespace VESK3D {
 
 namespace {
 
 constexpr size_t initialFacetTableSize = 1024;
-
-// For the small steps of cavity filling, which the compiler's heuristics otherwise keep as calls.
-#define VESK_HOT_INLINE inline __attribute__((always_inline))
 constexpr int watchdogLimit = 10000;
 const int nextFace[4] = {1, 2, 3, 0};
 
