@@ -97,7 +97,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
     const int orientation = VeskTest::exactOrientSign(aPoints[0], aPoints[1], aPoints[2], aPoints[3]);
     if (orientation == 0) return 0;  // no tetrahedron: the facet and sphere forms need one
     if (orientation < 0) std::swap(aPoints[0], aPoints[1]);
-    Tet3 tet;
+    // One record for all inputs: its constructor reports itself on standard output.
+    static Tet3 tet;
     tet.setProperties(&aPoints[0], &aPoints[1], &aPoints[2], &aPoints[3]);
     // The query is sometimes a corner object itself, which the in-sphere test must also take.
     const Point3* pQuery = in.byte() % 8 == 0 ? tet.getCorner(in.byte() % 4) : &aPoints[4];
