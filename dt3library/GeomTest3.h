@@ -126,7 +126,7 @@ inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b,
     return ORIENTATION3_COPLANAR;
 }
 
-// Whether the in-sphere determinant above was computed without any rounding, which makes its sign
+// Whether the filter's in-sphere determinant was computed without any rounding, which makes its sign
 // exact: integer coordinates, differences of at most 2^25 (so they, the lifts and the 2x2 minors
 // are exact integers) and a permanent of at most 2^50 (so every product and sum that reaches det is
 // an integer below 2^53). Lattice input, cospherical everywhere, is settled here instead of in the
