@@ -17,8 +17,7 @@
 // for the rounding of the differences) and D (everything, exactly; for the sphere the exact
 // determinant of the input coordinates). They use fixed stack arrays only, never the heap. Before
 // them the in-sphere test tries two cheaper exact routes: integer input whose filter arithmetic was
-// exact, and a double-double evaluation (GeomTest3DoubleDouble.cpp) that settles most nearly
-// cospherical cases.
+// exact, and a double-double evaluation that settles most nearly cospherical cases.
 //
 // Tests that must prove which adaptive stage settled a case compile GeomTest3.cpp themselves with
 // VESK3D_PREDICATE_STATS defined; that copy counts decisions in predicateStageCount. The library's
