@@ -23,7 +23,7 @@ using VeskFuzz::FuzzBytes;
 
 namespace {
 
-// Keeps every input quick to judge: the checker's brute force grows with the square of the size.
+// Keeps every input quick to judge: the checker's brute force grows much faster than the size.
 constexpr size_t maxPoints = 120;
 constexpr int maxBatch = 24;
 
@@ -53,7 +53,7 @@ public:
         case 2: return Point3(offset + i, offset + j, offset + k);                // far from the origin
         case 3: return Point3(nudge(1 + i, b >> 6), nudge(1 + j, in.byte()), k);  // grid moved by ulps
         case 4: return sphere[b % sphere.size()];
-        case 5: return b & 0x80 ? Point3(i, j, 3 - i - j) : Point3(i, j, k);      // mostly on one plane
+        case 5: return b & 0x80 ? Point3(i, j, 3 - i - j) : Point3(i, j, k);      // half of them on one plane
         case 6: return Point3(std::ldexp(i, -40), std::ldexp(j, -40), std::ldexp(k, -40));
         default: {
             const double x = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
