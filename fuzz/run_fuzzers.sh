@@ -15,7 +15,8 @@ build=build/fuzz
 cmake -S fuzz -B "$build" -DCMAKE_CXX_COMPILER=clang++ >/dev/null
 cmake --build "$build" -j2 --target "${targets[@]/#/fuzz_}"
 
-# Findings to check; the readers must stay within a small fraction of what a lying header claims.
+# A unit slower than 20 s counts as a hang; a reader may allocate at most 64 MiB at once, far less
+# than a lying header can claim.
 options=(-timeout=20 -rss_limit_mb=2048 -print_final_stats=1)
 declare -A extraOptions=([readers]="-malloc_limit_mb=64 -dict=fuzz/readers.dict" [engine]="" [predicates]="")
 
