@@ -79,24 +79,9 @@ void requireOk(const ::testing::AssertionResult& result, const char* operation)
     VeskFuzz::fail("the mesh or a query disagrees with the exact checker");
 }
 
-// locate must return a tetrahedron having the vertex as a corner for a vertex, null outside the
-// hull and on its boundary, and otherwise one of the tetrahedra that contain the point.
 ::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Point3& q)
 {
-    const Tet3* pFound = dt.locate(q);
-    const VeskTest::Tets vHolders = dt.is3D() ? VeskTest::bruteForceLocate(VeskTest::allTetrahedra(dt), q) : VeskTest::Tets{};
-    bool bVertex = false, bOnHull = false;
-    for (const Tet3* pTet : vHolders) {
-        bVertex = bVertex || VeskTest::classify(*pTet, q) == VeskTest::Containment::OnVertex;
-        bOnHull = bOnHull || VeskTest::onHullFacetOf(*pTet, q);
-    }
-    bool bRight = false;
-    if (bVertex) bRight = pFound && pFound->hasVertex(q);
-    else if (vHolders.empty() || bOnHull) bRight = pFound == nullptr;
-    else bRight = std::find(vHolders.begin(), vHolders.end(), pFound) != vHolders.end();
-    if (bRight) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "locate(" << q.x() << ", " << q.y() << ", " << q.z() << ") returned "
-                                         << (pFound ? "a wrong tetrahedron" : "null");
+    return VeskTest::locateAgrees(dt, dt.is3D() ? VeskTest::allTetrahedra(dt) : VeskTest::Tets{}, q);
 }
 
 ::testing::AssertionResult starAgrees(VeskTest::BuiltMesh& mesh, size_t vertexIndex)

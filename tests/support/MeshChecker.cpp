@@ -638,4 +638,27 @@ Points distinctPoints(const Points& vPoints)
     return vDistinct;
 }
 
+// What locate must answer for q: a tetrahedron with that corner for a vertex, null outside the hull
+// and on its boundary, and otherwise one of the tetrahedra that contain q.
+::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q)
+{
+    const VESK3D::Tet3* found = dt.locate(q);
+    const Tets vHolders = bruteForceLocate(vTets, q);
+    const bool isVertex = std::any_of(vHolders.begin(), vHolders.end(), [&q](const VESK3D::Tet3* t) { return classify(*t, q) == Containment::OnVertex; });
+    const bool onHull = std::any_of(vHolders.begin(), vHolders.end(), [&q](const VESK3D::Tet3* t) { return onHullFacetOf(*t, q); });
+    auto failure = [&q]() {
+        return ::testing::AssertionFailure() << "locate(" << q.x() << ", " << q.y() << ", " << q.z() << "): ";
+    };
+    if (isVertex) {
+        if (found && found->hasVertex(q)) return ::testing::AssertionSuccess();
+        return failure() << "a vertex must be located in a tetrahedron having it as a corner";
+    }
+    if (vHolders.empty() || onHull) {
+        if (!found) return ::testing::AssertionSuccess();
+        return failure() << (vHolders.empty() ? "outside the hull" : "on the hull boundary") << " but a tetrahedron was returned";
+    }
+    if (std::find(vHolders.begin(), vHolders.end(), found) != vHolders.end()) return ::testing::AssertionSuccess();
+    return failure() << (found ? "the returned tetrahedron does not contain the point" : "null for a point inside the hull");
+}
+
 } // namespace VeskTest

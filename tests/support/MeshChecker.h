@@ -45,6 +45,9 @@ bool onHullFacetOf(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
 Tets allTetrahedra(const VESK3D::Vesk_3D& dt);
 // The tetrahedra whose closure contains q.
 Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
+// Whether dt.locate(q) answers as brute force over vTets (the mesh's tetrahedra) says it must: a
+// tetrahedron having q as a corner, one containing q, or null outside or on the hull boundary.
+::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q);
 // The tetrahedra having pVtx as a corner.
 Tets bruteForceStar(const Tets& vTets, const VESK3D::Point3* pVtx);
 // The tetrahedra having both a and b as corners.
