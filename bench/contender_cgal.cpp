@@ -19,12 +19,7 @@ int main(int argc, char* argv[])
         std::cerr << "usage: contender_cgal DATASET" << std::endl;
         return 2;
     }
-    std::vector<Kernel::Point_3> points;
-    {
-        const benchdata::Coordinates coordinates = benchdata::readDataset(argv[1]);
-        points.reserve(coordinates.size());
-        for (const auto& c : coordinates) points.emplace_back(c[0], c[1], c[2]);
-    }
+    const std::vector<Kernel::Point_3> points = benchdata::readPoints<Kernel::Point_3>(argv[1]);
 
     const auto start = std::chrono::steady_clock::now();
     const std::clock_t cpuStart = std::clock();

@@ -17,12 +17,7 @@ int main(int argc, char* argv[])
         std::cerr << "usage: contender_vesk3d DATASET" << std::endl;
         return 2;
     }
-    std::vector<VESK3D::Point3> points;
-    {
-        const benchdata::Coordinates coordinates = benchdata::readDataset(argv[1]);
-        points.reserve(coordinates.size());
-        for (const auto& c : coordinates) points.emplace_back(c[0], c[1], c[2]);
-    }
+    std::vector<VESK3D::Point3> points = benchdata::readPoints<VESK3D::Point3>(argv[1]);
 
     VESK3D::Vesk_3D dt;
     std::ostringstream libraryChatter;

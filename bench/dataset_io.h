@@ -27,6 +27,17 @@ inline Coordinates readDataset(const std::string& path)
     return points;
 }
 
+// The dataset as points of the caller's own type; the raw coordinates are gone on return.
+template <class Point>
+std::vector<Point> readPoints(const std::string& path)
+{
+    const Coordinates coordinates = readDataset(path);
+    std::vector<Point> points;
+    points.reserve(coordinates.size());
+    for (const auto& c : coordinates) points.emplace_back(c[0], c[1], c[2]);
+    return points;
+}
+
 inline void writeDataset(const std::string& path, const Coordinates& points)
 {
     std::ofstream out(path, std::ios::binary);

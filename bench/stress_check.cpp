@@ -35,12 +35,7 @@ int main(int argc, char* argv[])
         std::cerr << "usage: stress_check DATASET" << std::endl;
         return 2;
     }
-    std::vector<VESK3D::Point3> vPoints;
-    {
-        const benchdata::Coordinates coordinates = benchdata::readDataset(argv[1]);
-        vPoints.reserve(coordinates.size());
-        for (const auto& c : coordinates) vPoints.emplace_back(c[0], c[1], c[2]);
-    }
+    std::vector<VESK3D::Point3> vPoints = benchdata::readPoints<VESK3D::Point3>(argv[1]);
     const long beforeKiB = currentResidentKiB();
 
     VESK3D::Vesk_3D dt;
