@@ -1,8 +1,11 @@
 #include "GeomTest3.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <iostream>
 #include <utility>
 
@@ -319,6 +322,225 @@ inline bool isInSafeRange(const Point3* p)
 {
     return isInSafeRange(p->x()) && isInSafeRange(p->y()) && isInSafeRange(p->z());
 }
+// Where one call's coordinates lie against the range in which every stage is exact: non-zero
+// magnitudes within [2^-160, 2^160). There each coordinate is a multiple of 2^-212, so every
+// product of up to five coordinates or differences is a multiple of 2^-1060: it is either normal
+// and rounds relatively, or subnormal and exact. Nothing comes near 2^900, so nothing overflows
+// and the expansions' splitting (which needs magnitudes below 2^996) holds.
+constexpr int lowestSafeExponent = -160;
+constexpr int highestSafeExponent = 159;
+
+struct CoordinateSpan {
+    bool finite = true;
+    int lowest = INT_MAX;  // smallest binary exponent of a non-zero coordinate
+    int highest = INT_MIN; // largest one
+
+    bool withinSafeRange() const
+    {
+        return !finite || highest == INT_MIN || (lowest >= lowestSafeExponent && highest <= highestSafeExponent);
+    }
+    bool fitsSafeRange() const { return highest - lowest <= highestSafeExponent - lowestSafeExponent; }
+    // The power of two that moves the exponents into the middle of the safe range.
+    int centringExponent() const
+    {
+        const int room = (highestSafeExponent - lowestSafeExponent) - (highest - lowest);
+        return lowestSafeExponent - lowest + room / 2;
+    }
+};
+
+CoordinateSpan spanOf(std::initializer_list<const Point3*> points)
+{
+    CoordinateSpan span;
+    for (const Point3* p : points) {
+        for (double v : {p->x(), p->y(), p->z()}) {
+            if (!std::isfinite(v)) span.finite = false;
+            if (v == 0.0 || !std::isfinite(v)) continue;
+            const int exponent = std::ilogb(v);
+            span.lowest = std::min(span.lowest, exponent);
+            span.highest = std::max(span.highest, exponent);
+        }
+    }
+    return span;
+}
+
+// Exact: the span fits the safe range, so no scaled coordinate becomes subnormal or overflows.
+Point3 scaledCopy(const Point3* p, int exponent)
+{
+    return Point3(std::ldexp(p->x(), exponent), std::ldexp(p->y(), exponent), std::ldexp(p->z(), exponent));
+}
+
+// A signed integer of up to `capacity` 32-bit limbs, for determinants whose coordinates are too far
+// apart in magnitude for any scaling. Every coordinate of a call is an integer multiple of the
+// smallest unit among them (2^-1126 at worst, for the lowest bit of a subnormal), of at most 2150
+// bits; the widest determinant, the in-sphere one of degree five, stays below 10,762 bits.
+class WideInt {
+public:
+    static constexpr int capacity = 340;
+
+    WideInt() = default;
+    // v / 2^unitExponent, which must be an integer.
+    static WideInt fromDouble(double v, int unitExponent)
+    {
+        WideInt r;
+        if (v == 0.0) return r;
+        int exponent = 0;
+        const double mantissa = std::frexp(std::fabs(v), &exponent);
+        const std::uint64_t digits = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));
+        const int shift = exponent - 53 - unitExponent;
+        const int first = shift / 32;
+        const unsigned __int128 placed = static_cast<unsigned __int128>(digits) << (shift % 32);
+        r.size = first + 3;
+        std::fill(r.limb, r.limb + first, 0u);
+        for (int i = 0; i < 3; ++i) r.limb[first + i] = static_cast<std::uint32_t>(placed >> (32 * i));
+        r.negative = v < 0.0;
+        r.trim();
+        return r;
+    }
+
+    int sign() const { return size == 0 ? 0 : (negative ? -1 : 1); }
+
+    WideInt operator-() const
+    {
+        WideInt r(*this);
+        r.negative = size != 0 && !negative;
+        return r;
+    }
+
+    friend WideInt operator+(const WideInt& a, const WideInt& b)
+    {
+        if (a.negative == b.negative) return withSign(addMagnitudes(a, b), a.negative);
+        if (compareMagnitudes(a, b) >= 0) return withSign(subtractMagnitudes(a, b), a.negative);
+        return withSign(subtractMagnitudes(b, a), b.negative);
+    }
+
+    friend WideInt operator-(const WideInt& a, const WideInt& b) { return a + (-b); }
+
+    friend WideInt operator*(const WideInt& a, const WideInt& b)
+    {
+        WideInt r;
+        if (a.size == 0 || b.size == 0) return r;
+        r.size = a.size + b.size;
+        VESK_ASSERT(r.size<=capacity);
+        std::fill(r.limb, r.limb + r.size, 0u);
+        for (int i = 0; i < a.size; ++i) {
+            std::uint64_t carry = 0;
+            for (int j = 0; j < b.size; ++j) {
+                const std::uint64_t t = std::uint64_t(a.limb[i]) * b.limb[j] + r.limb[i + j] + carry;
+                r.limb[i + j] = static_cast<std::uint32_t>(t);
+                carry = t >> 32;
+            }
+            r.limb[i + b.size] = static_cast<std::uint32_t>(carry);
+        }
+        return withSign(r, a.negative != b.negative);
+    }
+
+private:
+    static WideInt withSign(WideInt r, bool negative)
+    {
+        r.trim();
+        r.negative = r.size != 0 && negative;
+        return r;
+    }
+
+    static int compareMagnitudes(const WideInt& a, const WideInt& b)
+    {
+        if (a.size != b.size) return a.size < b.size ? -1 : 1;
+        for (int i = a.size - 1; i >= 0; --i)
+            if (a.limb[i] != b.limb[i]) return a.limb[i] < b.limb[i] ? -1 : 1;
+        return 0;
+    }
+
+    static WideInt addMagnitudes(const WideInt& a, const WideInt& b)
+    {
+        const WideInt& longer = a.size >= b.size ? a : b;
+        const WideInt& shorter = a.size >= b.size ? b : a;
+        WideInt r;
+        r.size = longer.size + 1;
+        VESK_ASSERT(r.size<=capacity);
+        std::uint64_t carry = 0;
+        for (int i = 0; i < longer.size; ++i) {
+            const std::uint64_t t = std::uint64_t(longer.limb[i]) + (i < shorter.size ? shorter.limb[i] : 0u) + carry;
+            r.limb[i] = static_cast<std::uint32_t>(t);
+            carry = t >> 32;
+        }
+        r.limb[longer.size] = static_cast<std::uint32_t>(carry);
+        return r;
+    }
+
+    // |larger| - |smaller|, for |larger| >= |smaller|.
+    static WideInt subtractMagnitudes(const WideInt& larger, const WideInt& smaller)
+    {
+        WideInt r;
+        r.size = larger.size;
+        std::int64_t borrow = 0;
+        for (int i = 0; i < larger.size; ++i) {
+            std::int64_t t = std::int64_t(larger.limb[i]) - (i < smaller.size ? smaller.limb[i] : 0u) - borrow;
+            borrow = t < 0;
+            if (t < 0) t += std::int64_t(1) << 32;
+            r.limb[i] = static_cast<std::uint32_t>(t);
+        }
+        return r;
+    }
+
+    void trim()
+    {
+        while (size > 0 && limb[size - 1] == 0) --size;
+    }
+
+    std::uint32_t limb[capacity];
+    int size = 0;
+    bool negative = false;
+};
+
+// The unit of which every coordinate of the call is an integer multiple: the lowest bit of the
+// smallest non-zero one.
+int unitExponentOf(std::initializer_list<const Point3*> points)
+{
+    int unit = INT_MAX;
+    for (const Point3* p : points)
+        for (double v : {p->x(), p->y(), p->z()})
+            if (v != 0.0) unit = std::min(unit, std::ilogb(v) - 52);
+    return unit;
+}
+
+// Sign of the published orient3d determinant (positive when d lies below a counter-clockwise a, b, c).
+int wideOrientationSign(const Point3* a, const Point3* b, const Point3* c, const Point3* d)
+{
+    const int unit = unitExponentOf({a, b, c, d});
+    auto difference = [unit](double u, double v) { return WideInt::fromDouble(u, unit) - WideInt::fromDouble(v, unit); };
+    const WideInt adx = difference(a->x(), d->x()), bdx = difference(b->x(), d->x()), cdx = difference(c->x(), d->x());
+    const WideInt ady = difference(a->y(), d->y()), bdy = difference(b->y(), d->y()), cdy = difference(c->y(), d->y());
+    const WideInt adz = difference(a->z(), d->z()), bdz = difference(b->z(), d->z()), cdz = difference(c->z(), d->z());
+    const WideInt det = adz * (bdx * cdy - cdx * bdy) + bdz * (cdx * ady - adx * cdy) + cdz * (adx * bdy - bdx * ady);
+    return det.sign();
+}
+
+// Sign of the in-sphere determinant of the filter, term for term: positive means e lies outside
+// the sphere through the positively oriented a, b, c, d.
+int wideInSphereSign(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e)
+{
+    const int unit = unitExponentOf({a, b, c, d, e});
+    auto difference = [unit](double u, double v) { return WideInt::fromDouble(u, unit) - WideInt::fromDouble(v, unit); };
+    const WideInt aex = difference(a->x(), e->x()), aey = difference(a->y(), e->y()), aez = difference(a->z(), e->z());
+    const WideInt bex = difference(b->x(), e->x()), bey = difference(b->y(), e->y()), bez = difference(b->z(), e->z());
+    const WideInt cex = difference(c->x(), e->x()), cey = difference(c->y(), e->y()), cez = difference(c->z(), e->z());
+    const WideInt dex = difference(d->x(), e->x()), dey = difference(d->y(), e->y()), dez = difference(d->z(), e->z());
+    const WideInt ab = aex * bey - bex * aey, bc = bex * cey - cex * bey, cd = cex * dey - dex * cey;
+    const WideInt da = dex * aey - aex * dey, ac = aex * cey - cex * aey, bd = bex * dey - dex * bey;
+    const WideInt abc = aez * bc - bez * ac + cez * ab;
+    const WideInt bcd = bez * cd - cez * bd + dez * bc;
+    const WideInt cda = cez * da + dez * ac + aez * cd;
+    const WideInt dab = dez * ab + aez * bd + bez * da;
+    auto lift = [](const WideInt& x, const WideInt& y, const WideInt& z) { return x * x + y * y + z * z; };
+    const WideInt det = (lift(dex, dey, dez) * abc - lift(cex, cey, cez) * dab) +
+                        (lift(bex, bey, bez) * cda - lift(aex, aey, aez) * bcd);
+    return det.sign();
+}
+
+bool hasCoordinatesOf(const Point3* p, const Point3* q)
+{
+    return p->x() == q->x() && p->y() == q->y() && p->z() == q->z();
+}
 } // namespace
 
 GeomTest3::GeomTest3() : GeomTest3(epsilonAndSplitter()) {}
@@ -356,6 +578,26 @@ void facetIndexOutOfRange()
 {
     std::cerr << "Assertion failed: false, file " << __FILE__ << ", line " << __LINE__ << std::endl;
     std::exit(1);
+}
+
+double GeomTest3::orient3dBeyondFilter(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
+                                       double permanent) const
+{
+    const CoordinateSpan span = spanOf({a, b, c, d});
+    if (span.withinSafeRange()) return orient3dAdapt(a, b, c, d, permanent);
+    if (span.fitsSafeRange()) {
+        const int exponent = span.centringExponent();
+        const Point3 sa = scaledCopy(a, exponent), sb = scaledCopy(b, exponent);
+        const Point3 sc = scaledCopy(c, exponent), sd = scaledCopy(d, exponent);
+        // The library's positive side is the determinant's negative one.
+        switch (getOrientation3(&sa, &sb, &sc, &sd)) {
+        case ORIENTATION3_POSITIVE: return -1.0;
+        case ORIENTATION3_NEGATIVE: return 1.0;
+        default: return 0.0;
+        }
+    }
+    VESK3D_STAGE_DECIDED(ORIENT_WIDE_INTEGERS);
+    return wideOrientationSign(a, b, c, d);
 }
 
 double GeomTest3::orient3dAdapt(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
@@ -640,7 +882,22 @@ SphereInclusionCode GeomTest3::sphereInclusionBeyondFilter(const Point3* a, cons
                                                            const Point3* d, const Point3* e, double det,
                                                            double permanent) const
 {
+    // A query with a corner's coordinates has determinant and permanent exactly zero, which the
+    // filter's tie rule reads as inside.
+    if (hasCoordinatesOf(e, a) || hasCoordinatesOf(e, b) || hasCoordinatesOf(e, c) || hasCoordinatesOf(e, d))
+        return SIC_INSIDE;
     if (e == a || e == b || e == c || e == d) return SIC_ON_CORNER;
+    const CoordinateSpan span = spanOf({a, b, c, d, e});
+    if (!span.withinSafeRange()) {
+        if (span.fitsSafeRange()) {
+            const int exponent = span.centringExponent();
+            const Point3 sa = scaledCopy(a, exponent), sb = scaledCopy(b, exponent), sc = scaledCopy(c, exponent);
+            const Point3 sd = scaledCopy(d, exponent), se = scaledCopy(e, exponent);
+            return sphereInclusion(&sa, &sb, &sc, &sd, &se);
+        }
+        VESK3D_STAGE_DECIDED(SPHERE_WIDE_INTEGERS);
+        return wideInSphereSign(a, b, c, d, e) < 0 ? SIC_INSIDE : SIC_OUTSIDE;
+    }
     // Exactly on the sphere (det 0) counts as outside: ties are no conflict.
     const std::initializer_list<double> differences = {
         a->x() - e->x(), a->y() - e->y(), a->z() - e->z(), b->x() - e->x(), b->y() - e->y(), b->z() - e->z(),

@@ -10,14 +10,26 @@
 //   (positively oriented) tetrahedron; SIC_OUTSIDE outside or exactly on it (ties are no conflict);
 //   SIC_ON_CORNER when the filter cannot decide and pVtx is one of the corner objects themselves.
 //
-// Both answers are exact for all finite inputs whose intermediate products neither overflow nor
-// underflow. Stage A, inline below, is the plain double determinant with an error bound; only when
-// the bound cannot settle the sign do the adaptive stages in GeomTest3.cpp run on floating-point
-// expansions: stage B (exact determinant of the rounded differences), C (first-order correction
-// for the rounding of the differences) and D (everything, exactly; for the sphere the exact
-// determinant of the input coordinates). They use fixed stack arrays only, never the heap. Before
-// them the in-sphere test tries two cheaper exact routes: integer input whose filter arithmetic was
-// exact, and a double-double evaluation that settles most nearly cospherical cases.
+// Both answers are exact for every finite input: subnormal, huge, and mixed magnitudes in one call.
+// Stage A, inline below, is the plain double determinant with an error bound. Its bound assumes that
+// every product rounds relatively, which fails where products underflow or overflow, so stage A
+// also adds what underflowing products can lose (at most 2^-1075 each, amplified by the factors
+// they meet later) and declines any permanent beyond 2^1000. What it declines goes, in
+// GeomTest3.cpp, to the stage that can vouch for it:
+//  - coordinates that are zero or of magnitude within [2^-160, 2^160) (every ordinary input): the
+//    adaptive stages on floating-point expansions, exact there because no partial product can
+//    leave the normal range or lose bits below it: stage B (exact determinant of the rounded
+//    differences), C (first-order correction for the rounding of the differences) and D
+//    (everything, exactly; for the sphere the exact determinant of the input coordinates). Before
+//    them the in-sphere test tries two cheaper exact routes: integer input whose filter arithmetic
+//    was exact, and a double-double evaluation that settles most nearly cospherical cases;
+//  - coordinates whose exponents span at most 320 binary orders: the same stages on a copy
+//    scaled by a power of two that moves them into that range (exact, and the sign is unchanged);
+//  - anything wider (say 1e-300 beside 1e300, or subnormals beside 1): the determinant in wide
+//    integers, every coordinate an integer multiple of the smallest unit among them.
+// All of it uses fixed stack arrays only, never the heap. Non-finite coordinates are not detected
+// and get no meaningful answer (a NaN determinant reads as ORIENTATION3_COPLANAR or SIC_INSIDE);
+// the engine rejects such points before they reach a predicate.
 //
 // Tests that must prove which adaptive stage settled a case compile GeomTest3.cpp themselves with
 // VESK3D_PREDICATE_STATS defined; that copy counts decisions in predicateStageCount. The library's
@@ -44,6 +56,9 @@ public:
     Orientation3 getOrientation3(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
     Orientation3 getOrientation3(const Tet3* pTet, int ith, const Point3* pVtx) const;
     SphereInclusionCode sphereInclusionTest(const Tet3* pTet, const Point3* pVtx) const;
+    // The same for the sphere through a, b, c, d (positively oriented) and the query e.
+    SphereInclusionCode sphereInclusion(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
+                                        const Point3* e) const;
     static std::string getOrientationName(Orientation3 o);
 
     // Machine constants and error bounds, fixed by the constructor.
@@ -63,6 +78,11 @@ public:
     const double ispErrBoundB;
     const double ispErrBoundC;
 
+    // What stage A declines: a value with the exact sign of the published orient3d determinant, from
+    // the adaptive stages, a scaled copy, or wide integers, whichever can vouch for the input.
+    double orient3dBeyondFilter(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
+                                double permanent) const;
+
     // Adaptive stages, run when stage A cannot decide. orient3dAdapt returns a value with the exact
     // sign of the published orient3d determinant; the in-sphere ones return 1 for a positive
     // determinant, 0 for a negative one, 2 for zero.
@@ -75,8 +95,9 @@ public:
     // tell (or the coordinates are too large or too small for its bound).
     int insphereDoubleDouble(const Point3* a, const Point3* b, const Point3* c, const Point3* d, const Point3* e,
                              double permanent) const;
-    // What sphereInclusionTest does when its filter cannot decide: the corner guard, then the exact
-    // routes from the cheapest on. Out of line, so that the filter stays small enough to inline.
+    // What sphereInclusionTest does when its filter cannot decide: a query with a corner's
+    // coordinates, the corner guard, then the exact routes from the cheapest on. Out of line, so
+    // that the filter stays small enough to inline.
     SphereInclusionCode sphereInclusionBeyondFilter(const Point3* a, const Point3* b, const Point3* c, const Point3* d,
                                                     const Point3* e, double det, double permanent) const;
 
@@ -90,15 +111,29 @@ enum PredicateStage {
     ORIENT_EXACT_DIFFERENCES, // stage B result stands because no difference was rounded
     ORIENT_STAGE_C,
     ORIENT_STAGE_D,
+    ORIENT_WIDE_INTEGERS,
     SPHERE_STAGE_B,
     SPHERE_EXACT_DIFFERENCES,
     SPHERE_STAGE_C,
     SPHERE_EXACT,
+    SPHERE_WIDE_INTEGERS,
     NUM_PREDICATE_STAGES
 };
 // How often each stage settled a sign; single-threaded test use only.
 extern long long predicateStageCount[NUM_PREDICATE_STAGES];
 #endif
+
+// Stage A's relative bounds, with 8 and 32 units of epsilon^2 more than o3dErrBoundA and
+// ispErrBoundA: room for rounding the sum of the bound and the underflow slack.
+constexpr double o3dFilterBound = (7.0 + 64.0 * 0x1p-53) * 0x1p-53;
+constexpr double ispFilterBound = (16.0 + 256.0 * 0x1p-53) * 0x1p-53;
+// Beyond this permanent some partial result may have overflowed.
+constexpr double largestFilteredPermanent = 0x1p1000;
+
+inline bool filterDecides(double det, double bound, double permanent)
+{
+    return (det >= bound || -det >= bound) && permanent <= largestFilteredPermanent;
+}
 
 inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b, const Point3* c,
                                                const Point3* d) const
@@ -112,11 +147,15 @@ inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b,
     const double adxbdy = adx * bdy, bdxady = bdx * ady;
 
     double det = adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady);
-    const double permanent = (std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
-                             (std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) +
-                             (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz);
-    const double errBound = o3dErrBoundA * permanent;
-    if (!(det >= errBound || -det >= errBound)) det = orient3dAdapt(a, b, c, d, permanent);
+    const double adzPlus = std::fabs(adz), bdzPlus = std::fabs(bdz), cdzPlus = std::fabs(cdz);
+    const double permanent = (std::fabs(bdxcdy) + std::fabs(cdxbdy)) * adzPlus +
+                             (std::fabs(cdxady) + std::fabs(adxcdy)) * bdzPlus +
+                             (std::fabs(adxbdy) + std::fabs(bdxady)) * cdzPlus;
+    // An underflowing product is off by up to 2^-1075, which its z factor then multiplies: at most
+    // 2^-1075 * (2 * (|adz| + |bdz| + |cdz|) + 3) in all, taken four times over here.
+    const double underflowSlack = (adzPlus + bdzPlus + cdzPlus + 2.0) * 0x1p-1070;
+    const double errBound = o3dFilterBound * permanent + underflowSlack;
+    if (!filterDecides(det, errBound, permanent)) det = orient3dBeyondFilter(a, b, c, d, permanent);
 
     // A positive orient3d determinant means d lies below a counter-clockwise a, b, c: the
     // library's positive side is the other one.
@@ -159,11 +198,12 @@ inline Orientation3 GeomTest3::getOrientation3(const Tet3* pTet, int ith, const 
 
 inline SphereInclusionCode GeomTest3::sphereInclusionTest(const Tet3* pTet, const Point3* pVtx) const
 {
-    const Point3* a = pTet->getCorner(0);
-    const Point3* b = pTet->getCorner(1);
-    const Point3* c = pTet->getCorner(2);
-    const Point3* d = pTet->getCorner(3);
+    return sphereInclusion(pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3), pVtx);
+}
 
+inline SphereInclusionCode GeomTest3::sphereInclusion(const Point3* a, const Point3* b, const Point3* c,
+                                                      const Point3* d, const Point3* pVtx) const
+{
     const double aex = a->x() - pVtx->x(), aey = a->y() - pVtx->y(), aez = a->z() - pVtx->z();
     const double bex = b->x() - pVtx->x(), bey = b->y() - pVtx->y(), bez = b->z() - pVtx->z();
     const double cex = c->x() - pVtx->x(), cey = c->y() - pVtx->y(), cez = c->z() - pVtx->z();
@@ -203,9 +243,14 @@ inline SphereInclusionCode GeomTest3::sphereInclusionTest(const Tet3* pTet, cons
         ((dexaeyPlus + aexdeyPlus) * cezPlus + (aexceyPlus + cexaeyPlus) * dezPlus + (cexdeyPlus + dexceyPlus) * aezPlus) * blift +
         ((aexbeyPlus + bexaeyPlus) * dezPlus + (bexdeyPlus + dexbeyPlus) * aezPlus + (dexaeyPlus + aexdeyPlus) * bezPlus) * clift +
         ((bexceyPlus + cexbeyPlus) * aezPlus + (cexaeyPlus + aexceyPlus) * bezPlus + (aexbeyPlus + bexaeyPlus) * cezPlus) * dlift;
-    const double errBound = ispErrBoundA * permanent;
-    // A query point equal to a corner has det == permanent == 0 and is settled here as inside.
-    if (det >= errBound || -det >= errBound) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+    // Underflowing products (off by up to 2^-1075 each) are amplified by the z differences and the
+    // lifts they meet: in all by less than 2^-1075 * (liftSum * (8 * zSum + 3) + 4), since every
+    // 2x2 minor is below liftSum / 2; the slack takes that eight times over.
+    const double liftSum = (alift + blift) + (clift + dlift);
+    const double zSum = (aezPlus + bezPlus) + (cezPlus + dezPlus);
+    const double underflowSlack = (liftSum * (8.0 * zSum + 3.0) + 4.0) * 0x1p-1072;
+    const double errBound = ispFilterBound * permanent + underflowSlack;
+    if (filterDecides(det, errBound, permanent)) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
     return sphereInclusionBeyondFilter(a, b, c, d, pVtx, det, permanent);
 }
 

@@ -1,5 +1,6 @@
 #include "Vector3.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 
@@ -12,11 +13,16 @@ double Vector3::length() const
 
 void Vector3::normalize()
 {
-    const double len = length();
+    // Scaled by a power of two first (exact), so that the squares neither underflow nor overflow:
+    // only a truly zero vector has no direction.
+    const double largest = std::max({std::fabs(x), std::fabs(y), std::fabs(z)});
+    const int exponent = largest > 0.0 && std::isfinite(largest) ? std::ilogb(largest) : 0;
+    const Vector3 scaled(std::ldexp(x, -exponent), std::ldexp(y, -exponent), std::ldexp(z, -exponent));
+    const double len = scaled.length();
     if (len > 0.0) {
-        x /= len;
-        y /= len;
-        z /= len;
+        x = scaled.x / len;
+        y = scaled.y / len;
+        z = scaled.z / len;
         return;
     }
     std::cout << "warning: normalize(const Vector3& other), Null length vector!" << std::endl;
