@@ -599,8 +599,17 @@ Tet3* Dt3::firstLiveVertexTet() const
     return nullptr;
 }
 
+namespace {
+// Not a position anywhere: no predicate could place it.
+bool hasFiniteCoordinates(const Point3& p)
+{
+    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
+}
+} // namespace
+
 Point3* Dt3::insert(const Point3& p)
 {
+    VESK_ASSERT(hasFiniteCoordinates(p));
     std::pair<Point3*, Tet3*> registered = registry.insert(p);
     Point3* pVtx = registered.first;
     if (!bFullDimensional) {
@@ -624,6 +633,7 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     }
     std::cout << "numPoints=" << vPoints.size() << std::endl;
     if (vPoints.empty()) return;
+    for (const Point3& p : vPoints) VESK_ASSERT(hasFiniteCoordinates(p));
 
     // Reserved whole: a growing list would leave its outgrown buffers as holes in the heap.
     std::vector<Point3*> vNewVertices;

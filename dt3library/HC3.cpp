@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cassert>
+#include <climits>
+#include <cmath>
+#include <initializer_list>
 #include <new>
 
 #include "tools.h"
@@ -62,6 +65,23 @@ std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Po
     return vCandidates;
 }
 
+// The largest binary exponent among the non-zero values, or INT_MIN.
+int largestExponent(std::initializer_list<double> values)
+{
+    int largest = INT_MIN;
+    for (double v : values)
+        if (v != 0.0) largest = std::max(largest, std::ilogb(v));
+    return largest;
+}
+
+int largestExponent(const Bbox3& box)
+{
+    return largestExponent({box.getMinX(), box.getMinY(), box.getMinZ(), box.getMaxX(), box.getMaxY(), box.getMaxZ()});
+}
+
+// Points this far above the frame's unit would overflow it: the frame moves before they enter.
+constexpr int largestExponentInFrame = 60;
+
 Tet3* incidentTet(const IdxVtx& entry)
 {
     const Point3* pVtx = entry.pVtx;
@@ -71,7 +91,8 @@ Tet3* incidentTet(const IdxVtx& entry)
 
 } // namespace
 
-HC3::HC3() : rangeX(-1.0), rangeY(-1.0), rangeZ(-1.0), bValid(false), numEntries(0)
+HC3::HC3()
+    : frameExponent(0), frameFactor(1.0), rangeX(-1.0), rangeY(-1.0), rangeZ(-1.0), bValid(false), numEntries(0)
 {
     vertexPool.init(4, -1);
 }
@@ -82,7 +103,7 @@ uint32_t HC3::getHilbertIndex(const Point3& p) const
 {
     assert(bValid);
     double hx = rangeX / 2, hy = rangeY / 2, hz = rangeZ / 2;
-    double dx = p.x() - bbox.getMinX(), dy = p.y() - bbox.getMinY(), dz = p.z() - bbox.getMinZ();
+    double dx = toFrame(p.x()) - bbox.getMinX(), dy = toFrame(p.y()) - bbox.getMinY(), dz = toFrame(p.z()) - bbox.getMinZ();
     uint32_t key = 0, state = 0;
     for (int shift = numBits - 3; shift >= 0; shift -= 3) {
         // All three axes are split at the x half-extent: the established curve order depends on it.
@@ -102,7 +123,7 @@ uint32_t HC3::getHilbertIndex(const Point3& p) const
 
 std::pair<Point3*, Tet3*> HC3::insert(const Point3& p)
 {
-    if (bbox.add(p))
+    if (growsBox(&p, 1))
         growBoxAndRekey();
     const uint32_t key = getHilbertIndex(p);
     Pos pos = lowerBound(key, &p);
@@ -119,7 +140,7 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
                  std::vector<Point3*>& vNewVertices)
 {
     VESK_ASSERT(vUserHandles.empty());
-    if (bbox.add(vPoints))
+    if (growsBox(vPoints.data(), vPoints.size()))
         growBoxAndRekey();
     vUserHandles.resize(vPoints.size());
 
@@ -193,9 +214,49 @@ void HC3::getVertices(std::vector<Point3*>& vVertices) const
     }
 }
 
-// Widening by the box's own extents makes further growth, and so this linear pass, rare.
+bool HC3::growsBox(const Point3* pPoints, size_t numPoints)
+{
+    if (numPoints == 0) return false;
+    int incoming = INT_MIN;
+    for (size_t i = 0; i < numPoints; ++i)
+        incoming = std::max(incoming, largestExponent({pPoints[i].x(), pPoints[i].y(), pPoints[i].z()}));
+    if (!bValid)
+        setFrameExponent(incoming == INT_MIN ? 0 : -incoming);
+    else if (incoming != INT_MIN && incoming + frameExponent > largestExponentInFrame)
+        moveFrame(-(incoming + frameExponent));
+    Point3 lo = Point3(HUGE_VAL, HUGE_VAL, HUGE_VAL), hi = Point3(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
+    for (size_t i = 0; i < numPoints; ++i) {
+        const double x = toFrame(pPoints[i].x()), y = toFrame(pPoints[i].y()), z = toFrame(pPoints[i].z());
+        lo.exchange(std::min(lo.x(), x), std::min(lo.y(), y), std::min(lo.z(), z));
+        hi.exchange(std::max(hi.x(), x), std::max(hi.y(), y), std::max(hi.z(), z));
+    }
+    const bool bLowGrew = bbox.add(lo);
+    const bool bHighGrew = bbox.add(hi);
+    return bLowGrew || bHighGrew;
+}
+
+void HC3::setFrameExponent(int exponent)
+{
+    frameExponent = exponent;
+    frameFactor = exponent >= -1074 && exponent <= 1023 ? std::ldexp(1.0, exponent) : 0.0;
+}
+
+void HC3::moveFrame(int shift)
+{
+    setFrameExponent(frameExponent + shift);
+    if (!bbox.isValid()) return;
+    const Point3 lo = bbox.getMinPoint(), hi = bbox.getMaxPoint();
+    bbox = Bbox3();
+    bbox.add(Point3(std::ldexp(lo.x(), shift), std::ldexp(lo.y(), shift), std::ldexp(lo.z(), shift)));
+    bbox.add(Point3(std::ldexp(hi.x(), shift), std::ldexp(hi.y(), shift), std::ldexp(hi.z(), shift)));
+}
+
+// Widening by the box's own extents makes further growth, and so this linear pass, rare. The
+// frame moves first so that the box's largest bound is near one, where widening cannot overflow.
 void HC3::growBoxAndRekey()
 {
+    const int largest = largestExponent(bbox);
+    if (largest != INT_MIN) moveFrame(-largest);
     bbox.enlargeBounds(1.0);
     rangeX = bbox.getRangeX();
     rangeY = bbox.getRangeY();

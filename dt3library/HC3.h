@@ -1,6 +1,7 @@
 #pragma once
 // The vertex registry: owns every vertex, recognises repeated coordinates, and keeps the vertices
 // sorted along a 3D Hilbert curve over the (widened) bounding box of all points seen so far.
+#include <cmath>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -65,7 +66,12 @@ private:
     static constexpr unsigned numBits = 27;
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
 
+    // Adds the points to the box; returns whether it grew.
+    bool growsBox(const Point3* pPoints, size_t numPoints);
     void growBoxAndRekey();
+    void setFrameExponent(int exponent);
+    void moveFrame(int shift);
+    double toFrame(double v) const { return frameFactor != 0.0 ? v * frameFactor : std::ldexp(v, frameExponent); }
     IdxVtx newEntry(const Point3& p, uint32_t key);
     // First entry not less than the probe (key, p); a null p sorts before every entry of its key.
     Pos lowerBound(uint32_t key, const Point3* p) const;
@@ -91,7 +97,13 @@ private:
     void collectEntries(std::vector<IdxVtx>& vEntries) const;
     void rebuildBlocks(const std::vector<IdxVtx>& vSorted);
 
+    // The box and the key arithmetic live in a frame scaled by 2^frameExponent, chosen at every
+    // re-keying so that the box's largest bound is near one. That changes no comparison for ordinary
+    // coordinates, keeps huge and tiny ones clear of overflow and underflow, and gives a point set
+    // scaled by a power of two the same keys: every decision depends on frame values only.
     Bbox3 bbox;
+    int frameExponent;
+    double frameFactor; // 2^frameExponent where that is a double, else 0
     double rangeX;
     double rangeY;
     double rangeZ;

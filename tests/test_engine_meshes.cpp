@@ -3,6 +3,7 @@
 // Delaunay tetrahedralization.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -199,4 +200,94 @@ TEST(EngineMeshes, SameInputGivesTheSameTetrahedraInTheSameOrder)
             EXPECT_EQ(tetrahedraAsCoordinates(*first.dt), tetrahedraAsCoordinates(*second.dt)) << "input " << k << ", " << modeName(mode);
         }
     }
+}
+
+namespace {
+
+Points scaled(const Points& vPoints, int exponent)
+{
+    Points vScaled;
+    for (const Point3& p : vPoints) vScaled.emplace_back(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
+    return vScaled;
+}
+
+// Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
+Points integerUniform(int n, std::uint64_t seed)
+{
+    Points vPoints = uniformCube(n, seed, 0.0, 0x1p20);
+    for (Point3& p : vPoints) p.exchange(std::floor(p.x()), std::floor(p.y()), std::floor(p.z()));
+    return vPoints;
+}
+
+// The grid with every zero coordinate moved a few units in the last place: subnormals beside 1..4.
+Points gridWithSubnormalZeros(int n, std::uint64_t seed)
+{
+    Points vPoints = integerGrid(n, seed);
+    int k = 0;
+    auto moved = [&k](double v) { return v != 0.0 ? v : std::ldexp(double(k++ % 7 - 3), -1074); };
+    for (Point3& p : vPoints) p.exchange(moved(p.x()), moved(p.y()), moved(p.z()));
+    return vPoints;
+}
+
+} // namespace
+
+// A point set scaled by a power of two is the same configuration to exact predicates: at every scale
+// of the double range the engine must build the tetrahedra it builds unscaled, in the same order.
+TEST(EngineMeshes, EveryScaleOfTheDoubleRangeGivesTheSameTetrahedra)
+{
+    struct Case {
+        const char* name;
+        Points vPoints;
+        int lowestExponent; // the smallest scaling that keeps every coordinate exact
+    };
+    const Case cases[] = {{"integerUniform", integerUniform(150, 3), -1074},
+                          {"grid", integerGrid(5, 4), -1074},
+                          {"gridWithSubnormalZeros", gridWithSubnormalZeros(5, 5), 0}};
+    for (const Case& c : cases) {
+        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
+            BuiltMesh reference = buildQuietly(c.vPoints, mode, 7);
+            ASSERT_TRUE(checkMesh(*reference.dt, reference.vInputs, reference.vMayBeHeld)) << c.name << ", " << modeName(mode);
+            for (int exponent : {-1074, -1040, -900, -500, -333, -100, 100, 333, 500, 900, 1002}) {
+                if (exponent < c.lowestExponent) continue;
+                BuiltMesh mesh = buildQuietly(scaled(c.vPoints, exponent), mode, 7);
+                std::vector<std::array<double, 12>> vExpected = tetrahedraAsCoordinates(*reference.dt);
+                for (std::array<double, 12>& tet : vExpected)
+                    for (double& v : tet) v = std::ldexp(v, exponent);
+                EXPECT_EQ(tetrahedraAsCoordinates(*mesh.dt), vExpected) << c.name << " times 2^" << exponent << ", " << modeName(mode);
+            }
+        }
+    }
+}
+
+// Tiny and huge coordinates in one mesh, and coordinates whose differences overflow.
+TEST(EngineMeshes, MixedMagnitudesAndOverflowingDifferences)
+{
+    Points vMixed = scaled(integerGrid(3, 1), -1060);
+    for (const Point3& p : scaled(integerUniform(40, 2), 950)) vMixed.push_back(p);
+    for (const Point3& p : scaled(integerUniform(40, 3), -20)) vMixed.push_back(p);
+    shuffle(vMixed, 4);
+    Points vSpanning = scaled(integerGrid(4, 5), 1022);
+    for (Point3& p : vSpanning) p.exchange(p.x() - 0x1.8p1023, p.y() - 0x1.8p1023, p.z() - 0x1.8p1023);
+    for (const Points& vPoints : {vMixed, vSpanning}) {
+        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(buildAndCheck(vPoints, mode, 6, "mixed magnitudes"));
+    }
+}
+
+TEST(EngineMeshes, NonFinitePointsAreRefusedBeforeAnythingChanges)
+{
+    BuiltMesh mesh = buildQuietly(integerGrid(3, 1), InsertMode::Batch, 0);
+    const std::vector<std::array<double, 12>> vBefore = tetrahedraAsCoordinates(*mesh.dt);
+    Points vBatch = integerUniform(20, 9);
+    vBatch[10] = Point3(0.5, HUGE_VAL, 0.5);
+    Point3 notANumber(std::nan(""), 1.0, 1.0);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        testing::internal::CaptureStdout();
+        if (attempt == 0) EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
+        else EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ hasFiniteCoordinates(p) failed ]"), std::string::npos);
+    }
+    std::vector<Point3*> vVertices;
+    mesh.dt->getVertices(vVertices);
+    EXPECT_EQ(vVertices.size(), 27u);
+    EXPECT_EQ(tetrahedraAsCoordinates(*mesh.dt), vBefore);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <set>
 #include <sstream>
@@ -77,14 +78,24 @@ double permanent3(const double* p, const double* q, const double* r)
 }
 
 // The rounding error of both determinants stays below 30 units in the last place of their
-// permanent; these bounds are a thousand times wider. Tiny or non-finite permanents go exact.
+// permanent; these bounds are a thousand times wider. That holds only while no product of up to five
+// entries underflows or overflows: every entry of the rows must be zero or within [2^-200, 2^200],
+// or the oracle decides.
 constexpr double orientFilterBound = 1e-12;
 constexpr double inSphereFilterBound = 1e-11;
-constexpr double smallestTrustedPermanent = 1e-250;
+
+bool entriesInFilterRange(std::initializer_list<const double*> rows)
+{
+    for (const double* row : rows)
+        for (int k = 0; k < 3; ++k) {
+            const double magnitude = std::fabs(row[k]);
+            if (magnitude != 0.0 && !(magnitude >= 0x1p-200 && magnitude <= 0x1p200)) return false;
+        }
+    return true;
+}
 
 bool filterDecides(double det, double permanent, double relativeBound, int& sign)
 {
-    if (!std::isfinite(permanent) || permanent < smallestTrustedPermanent) return false;
     const double bound = relativeBound * permanent;
     if (det > bound) sign = 1;
     else if (det < -bound) sign = -1;
@@ -496,7 +507,7 @@ int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& 
     const double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
     int sign = 0;
     // (u x v) . w == w . (u x v)
-    if (filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
+    if (entriesInFilterRange({u, v, w}) && filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
     return exactOrientSign(a, b, c, d);
 }
 
@@ -520,7 +531,8 @@ int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3
                            + lifts[2] * permanent3(rows[0], rows[1], rows[3]) + lifts[3] * permanent3(rows[0], rows[1], rows[2]);
     int sign = 0;
     // For a positive tetrahedron in this orientation convention the determinant is negative inside.
-    if (filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
+    if (entriesInFilterRange({rows[0], rows[1], rows[2], rows[3]}) && filterDecides(det, permanent, inSphereFilterBound, sign))
+        return -sign * orientation;
     return exactInSphereSign(a, b, c, d, e);
 }
 

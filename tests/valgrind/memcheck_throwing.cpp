@@ -62,14 +62,13 @@ int main()
         failures += !throwsVeskException("checkValidity with a stray mark", [&] { dt->checkValidity("marked", false); });
     }
     {
-        // A coordinate that is not a number fails the location walk's invariants.
+        // A coordinate that is not a number is refused before anything changes.
         auto dt = randomMesh(3000);
         Point3 p(0.5, std::nan(""), 0.5);
         failures += !throwsVeskException("a single insertion of a NaN point", [&] { dt->insert(p); });
     }
     {
-        // Thrown in the middle of a batch, after the registry took all its points and some of them
-        // were triangulated.
+        // An infinite point in the middle of a batch refuses the whole batch.
         auto dt = randomMesh(3000);
         std::vector<Point3> vBatch;
         VESK3D::generateRandomPoints(3000, 0.0, 1.0, vBatch, 13);
