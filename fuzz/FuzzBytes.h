@@ -33,35 +33,29 @@ private:
     size_t position = 0;
 };
 
-// Non-zero magnitudes stay within [2^-32, 2^60]: far from overflow and underflow even in the
-// degree-five products of the exact in-sphere stages, which is the range where the predicates
-// promise exact answers.
-inline double foldIntoExactRange(double value)
+// Any finite double as it is, subnormals and the largest ones included; other bit patterns become 0.
+inline double finiteOrZero(double value)
 {
-    if (!std::isfinite(value) || value == 0.0) return 0.0;
-    int exponent = 0;
-    const double mantissa = std::frexp(value, &exponent);
-    return std::ldexp(mantissa, ((exponent % 90) + 90) % 90 - 30);
+    return std::isfinite(value) ? value : 0.0;
 }
 
-// value moved by steps units in the last place; zero moves in steps of 2^-30 instead, since its
-// neighbours are subnormal.
+// value moved by steps units in the last place (from zero into the subnormals).
 inline double nudged(double value, int steps)
 {
-    if (value == 0.0) return std::ldexp(static_cast<double>(steps), -30);
     const double target = steps > 0 ? HUGE_VAL : -HUGE_VAL;
     for (int i = 0; i < std::abs(steps); ++i) value = std::nextafter(value, target);
     return value;
 }
 
 // One coordinate, biased toward the inputs that stress exact predicates: small integers, values
-// repeated from earlier coordinates, one-ulp neighbours of them, huge offsets, dyadic fractions.
+// repeated from earlier coordinates, one-ulp neighbours of them, huge offsets, dyadic fractions,
+// small integers at any scale of the double range, raw doubles.
 // Every coordinate drawn is appended to vEarlier.
 inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarlier)
 {
     auto earlier = [&]() { return vEarlier.empty() ? 1.0 : vEarlier[in.byte() % vEarlier.size()]; };
     double value = 0.0;
-    switch (in.byte() % 7) {
+    switch (in.byte() % 8) {
     case 0: value = in.byte() % 17 - 8; break;
     case 1: value = earlier(); break;
     case 2: value = nudged(earlier(), static_cast<int8_t>(in.byte()) / 8); break;
@@ -76,7 +70,8 @@ inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarl
         break;
     }
     case 5: value = -earlier(); break;
-    default: value = foldIntoExactRange(in.rawDouble()); break;
+    case 6: value = std::ldexp(static_cast<double>(in.byte() % 17 - 8), in.byte() * 8 - 1074); break;
+    default: value = finiteOrZero(in.rawDouble()); break;
     }
     vEarlier.push_back(value);
     return value;

@@ -38,12 +38,27 @@ std::vector<Point3> sphereFamily()
     return v;
 }
 
-// One point of the family chosen by the input's first byte.
+// One point of the family chosen by the input's first byte; its top bit scales the whole family by
+// a power of two from the subnormals to near the largest doubles.
 class PointFamily {
 public:
-    explicit PointFamily(uint8_t selector) : kind(selector % 8) {}
+    explicit PointFamily(uint8_t selector) : kind(selector % 8), scaleExponent(scaleExponentFor(selector)) {}
 
     Point3 next(FuzzBytes& in)
+    {
+        const Point3 p = unscaledNext(in);
+        const Point3 scaled(std::ldexp(p.x(), scaleExponent), std::ldexp(p.y(), scaleExponent), std::ldexp(p.z(), scaleExponent));
+        return std::isfinite(scaled.x()) && std::isfinite(scaled.y()) && std::isfinite(scaled.z()) ? scaled : p;
+    }
+
+private:
+    static int scaleExponentFor(uint8_t selector)
+    {
+        static const int aExponents[16] = {-1074, -1060, -1022, -900, -700, -500, -333, -150, 150, 333, 500, 700, 900, 940, 960, 970};
+        return selector < 128 ? 0 : aExponents[(selector / 8) % 16];
+    }
+
+    Point3 unscaledNext(FuzzBytes& in)
     {
         const uint8_t b = in.byte();
         const double i = b % 4, j = (b / 4) % 4, k = (b / 16) % 4;
@@ -63,10 +78,10 @@ public:
         }
     }
 
-private:
     static double nudge(double value, uint8_t selector) { return VeskFuzz::nudged(value, selector % 3 - 1); }
 
     const int kind;
+    const int scaleExponent;
     const double offset = std::ldexp(1.0, 40);
     const std::vector<Point3> sphere = sphereFamily();
     std::vector<double> vCoordinates;

@@ -1,5 +1,6 @@
 // Five points from the fuzzer's bytes; every orientation and in-sphere answer of GeomTest3 about
 // them must equal the sign that exact rational arithmetic gives.
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
@@ -90,6 +91,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
         const double y = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
         const double z = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
         p = Point3(x, y, z);
+    }
+    // A quarter of the inputs are moved, whole, anywhere in the double range (degeneracy kept
+    // where the scaling stays exact).
+    if (in.byte() % 4 == 0) {
+        const int exponent = in.byte() * 8 - 1074;
+        for (Point3& p : aPoints) {
+            const Point3 scaled(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
+            if (std::isfinite(scaled.x()) && std::isfinite(scaled.y()) && std::isfinite(scaled.z())) p = scaled;
+        }
     }
     checkOrientation(aPoints[0], aPoints[1], aPoints[2], aPoints[3]);
     checkOrientation(aPoints[4], aPoints[2], aPoints[0], aPoints[1]);
