@@ -1,6 +1,7 @@
 #pragma once
-// Exact signs of the orientation and in-sphere determinants in rational arithmetic (every double
-// converts to an mpq_class exactly), written independently of the library's expansion arithmetic.
+// Exact signs of the orientation and in-sphere determinants in GMP integer arithmetic (every double
+// of a call is an integer multiple of the call's smallest binary unit), written independently of
+// the library's expansion arithmetic.
 #include <Point3.h>
 
 namespace VeskTest {

@@ -1,6 +1,7 @@
 #include "MeshChecker.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <initializer_list>
@@ -79,17 +80,24 @@ double permanent3(const double* p, const double* q, const double* r)
 
 // The rounding error of both determinants stays below 30 units in the last place of their
 // permanent; these bounds are a thousand times wider. That holds only while no product of up to five
-// entries underflows or overflows: every entry of the rows must be zero or within [2^-200, 2^200],
-// or the oracle decides.
+// entries underflows or overflows, so the rows are first scaled by a power of two (which keeps the
+// signs) to bring their largest entry near one; an entry that is then not zero or within
+// [2^-200, 2^0] leaves the decision to the oracle.
 constexpr double orientFilterBound = 1e-12;
 constexpr double inSphereFilterBound = 1e-11;
 
-bool entriesInFilterRange(std::initializer_list<const double*> rows)
+bool scaledIntoFilterRange(std::initializer_list<double*> rows)
 {
+    int largest = INT_MIN;
     for (const double* row : rows)
+        for (int k = 0; k < 3; ++k)
+            if (row[k] != 0.0 && std::isfinite(row[k])) largest = std::max(largest, std::ilogb(row[k]));
+    if (largest == INT_MIN) return false;
+    for (double* row : rows)
         for (int k = 0; k < 3; ++k) {
+            row[k] = std::ldexp(row[k], -largest);
             const double magnitude = std::fabs(row[k]);
-            if (magnitude != 0.0 && !(magnitude >= 0x1p-200 && magnitude <= 0x1p200)) return false;
+            if (magnitude != 0.0 && !(magnitude >= 0x1p-200 && magnitude < 2.0)) return false;
         }
     return true;
 }
@@ -502,12 +510,12 @@ private:
 
 int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
 {
-    const double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
-    const double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
-    const double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
+    double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
+    double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
+    double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
     int sign = 0;
     // (u x v) . w == w . (u x v)
-    if (entriesInFilterRange({u, v, w}) && filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
+    if (scaledIntoFilterRange({u, v, w}) && filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
     return exactOrientSign(a, b, c, d);
 }
 
@@ -522,8 +530,9 @@ int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3
         rows[i][0] = corners[i]->x() - e.x();
         rows[i][1] = corners[i]->y() - e.y();
         rows[i][2] = corners[i]->z() - e.z();
-        lifts[i] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
     }
+    const bool bFilterable = scaledIntoFilterRange({rows[0], rows[1], rows[2], rows[3]});
+    for (int i = 0; i < 4; ++i) lifts[i] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
     // Expansion of the 4x4 determinant (rows: corner - e, lifted) along its lift column.
     const double det = -lifts[0] * det3(rows[1], rows[2], rows[3]) + lifts[1] * det3(rows[0], rows[2], rows[3])
                      - lifts[2] * det3(rows[0], rows[1], rows[3]) + lifts[3] * det3(rows[0], rows[1], rows[2]);
@@ -531,8 +540,7 @@ int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3
                            + lifts[2] * permanent3(rows[0], rows[1], rows[3]) + lifts[3] * permanent3(rows[0], rows[1], rows[2]);
     int sign = 0;
     // For a positive tetrahedron in this orientation convention the determinant is negative inside.
-    if (entriesInFilterRange({rows[0], rows[1], rows[2], rows[3]}) && filterDecides(det, permanent, inSphereFilterBound, sign))
-        return -sign * orientation;
+    if (bFilterable && filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
     return exactInSphereSign(a, b, c, d, e);
 }
 
