@@ -152,8 +152,10 @@ inline Orientation3 GeomTest3::getOrientation3(const Point3* a, const Point3* b,
                              (std::fabs(cdxady) + std::fabs(adxcdy)) * bdzPlus +
                              (std::fabs(adxbdy) + std::fabs(bdxady)) * cdzPlus;
     // An underflowing product is off by up to 2^-1075, which its z factor then multiplies: at most
-    // 2^-1075 * (2 * (|adz| + |bdz| + |cdz|) + 3) in all, taken four times over here.
-    const double underflowSlack = (adzPlus + bdzPlus + cdzPlus + 2.0) * 0x1p-1070;
+    // 2^-1075 * (2 * (|adz| + |bdz| + |cdz|) + 3) in all, taken four times over here. Written with
+    // normal constants and kept at 2^-1022 or more: a subnormal operand would cost a microcode assist
+    // on every call.
+    const double underflowSlack = ((adzPlus + bdzPlus + cdzPlus) * 0x1p-48 + 1.0) * 0x1p-1022;
     const double errBound = o3dFilterBound * permanent + underflowSlack;
     if (!filterDecides(det, errBound, permanent)) det = orient3dBeyondFilter(a, b, c, d, permanent);
 
@@ -245,10 +247,11 @@ inline SphereInclusionCode GeomTest3::sphereInclusion(const Point3* a, const Poi
         ((bexceyPlus + cexbeyPlus) * aezPlus + (cexaeyPlus + aexceyPlus) * bezPlus + (aexbeyPlus + bexaeyPlus) * cezPlus) * dlift;
     // Underflowing products (off by up to 2^-1075 each) are amplified by the z differences and the
     // lifts they meet: in all by less than 2^-1075 * (liftSum * (8 * zSum + 3) + 4), since every
-    // 2x2 minor is below liftSum / 2; the slack takes that eight times over.
+    // 2x2 minor is below liftSum / 2; the slack takes that eight times over (with normal operands
+    // only, as above).
     const double liftSum = (alift + blift) + (clift + dlift);
     const double zSum = (aezPlus + bezPlus) + (cezPlus + dezPlus);
-    const double underflowSlack = (liftSum * (8.0 * zSum + 3.0) + 4.0) * 0x1p-1072;
+    const double underflowSlack = (liftSum * (8.0 * zSum + 3.0) * 0x1p-50 + 1.0) * 0x1p-1022;
     const double errBound = ispFilterBound * permanent + underflowSlack;
     if (filterDecides(det, errBound, permanent)) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
     return sphereInclusionBeyondFilter(a, b, c, d, pVtx, det, permanent);
