@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -25,7 +26,7 @@ void Vector3::normalize()
         z = scaled.z / len;
         return;
     }
-    std::cout << "warning: normalize(const Vector3& other), Null length vector!" << std::endl;
+    messageStream(MESSAGE_WARNING) << "warning: normalize(const Vector3& other), Null length vector!" << std::endl;
     x = y = z = 0.0;
 }
 
