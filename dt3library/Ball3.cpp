@@ -1,7 +1,9 @@
 #include "Ball3.h"
 
 #include <cmath>
-#include <iostream>
+#include <ostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -12,7 +14,7 @@ double Ball3::getRadius() const
 
 void Ball3::debug() const
 {
-    std::cout << "Ball3: " << center << ", r=" << sqRadius << std::endl;
+    messageStream(MESSAGE_DUMP) << "Ball3: " << center << ", r=" << sqRadius << std::endl;
 }
 
 } // namespace VESK3D

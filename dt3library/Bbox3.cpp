@@ -1,8 +1,10 @@
 #include "Bbox3.h"
 
 #include <algorithm>
-#include <iostream>
 #include <limits>
+#include <ostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -103,8 +105,8 @@ double Bbox3::getMaxRange() const
 
 void Bbox3::debug() const
 {
-    std::cout << "Bbox3: (" << minX << "," << minY << "," << minZ << ") -> (" << maxX << "," << maxY << "," << maxZ
-              << ")" << std::endl;
+    messageStream(MESSAGE_DUMP) << "Bbox3: (" << minX << "," << minY << "," << minZ << ") -> (" << maxX << "," << maxY
+                                << "," << maxZ << ")" << std::endl;
 }
 
 void Bbox3::setCorners(const Point3& p)

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 
 #include "Edge3.h"
@@ -92,7 +91,7 @@ private:
 
 void printFourPoints(const Point3* a, const Point3* b, const Point3* c, const Point3* d)
 {
-    std::cout << *a << std::endl << *b << std::endl << *c << std::endl << *d << std::endl;
+    messageStream(MESSAGE_ERROR) << *a << std::endl << *b << std::endl << *c << std::endl << *d << std::endl;
 }
 
 } // namespace
@@ -123,7 +122,7 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet) const
         if (++numSteps > watchdogLimit) {
             Tet3* pRandomStep = pStartTet->getOppTet(std::rand() % 4);
             if (pRandomStep != nullptr) pStartTet = pRandomStep;
-            std::cout << "watchDog: bad point" << std::endl;
+            messageStream(MESSAGE_WARNING) << "watchDog: bad point" << std::endl;
             return -99;
         }
         const Orientation3 orientation = predicates.getOrientation3(pStartTet, i, pVtx);
@@ -202,13 +201,13 @@ Tet3* Dt3::createTet(Point3* a, Point3* b, Point3* c, Point3* d)
     const Orientation3 orientation = predicates.getOrientation3(a, b, c, d);
     if (__builtin_expect(orientation != ORIENTATION3_POSITIVE, 0)) {
         if (orientation == ORIENTATION3_NEGATIVE) {
-            std::cout << "Dt3::createTet(), ERROR: ORIENTATION3_NEGATIVE ORIENTATION OF: " << std::endl;
+            messageStream(MESSAGE_ERROR) << "Dt3::createTet(), ERROR: ORIENTATION3_NEGATIVE ORIENTATION OF: " << std::endl;
             printFourPoints(a, b, c, d);
             VESK_ASSERT(false);
         }
-        std::cout << "Dt3::createTet(), ERROR: ORIENTATION3_COPLANAR ORIENTATION OF: ";
+        messageStream(MESSAGE_ERROR) << "Dt3::createTet(), ERROR: ORIENTATION3_COPLANAR ORIENTATION OF: ";
         printFourPoints(a, b, c, d);
-        std::cout << "..probably a legal situaion but observe!" << std::endl;
+        messageStream(MESSAGE_ERROR) << "..probably a legal situaion but observe!" << std::endl;
     }
     Tet3* ret;
     if (!vRecycledTets.empty()) {
@@ -415,7 +414,7 @@ void Dt3::collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFac
 Tet3* Dt3::fillConflictRegionOutsideHull(Point3* pVtx)
 {
     if (vConflictTets.empty()) {
-        std::cout << "Warning: vDoomedTets() without input tets, returning NULL" << std::endl;
+        messageStream(MESSAGE_WARNING) << "Warning: vDoomedTets() without input tets, returning NULL" << std::endl;
         return nullptr;
     }
     Tet3* pLastNew = nullptr;
@@ -443,7 +442,7 @@ VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int 
     VESK_ASSERT(range03(ith));
     VESK_ASSERT(range03(jth));
     if (fromTet == toTet) {
-        std::cout << "register tets has been called with fromTet==toTet==" << *fromTet << std::endl;
+        messageStream(MESSAGE_ERROR) << "register tets has been called with fromTet==toTet==" << *fromTet << std::endl;
         VESK_ASSERT(fromTet!=toTet);
     }
     fromTet->setOppTet(ith, toTet);
@@ -522,7 +521,7 @@ void Dt3::growFacetTable()
 void Dt3::checkAllFacetsGlued()
 {
     if (numStoredTCS != 0) {
-        std::cout << "numStoredTCS after insertVertex: " << numStoredTCS << std::endl;
+        messageStream(MESSAGE_ERROR) << "numStoredTCS after insertVertex: " << numStoredTCS << std::endl;
         VESK_ASSERT(numStoredTCS==0);
     }
 }
@@ -617,12 +616,12 @@ Point3* Dt3::insert(const Point3& p)
 
 void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles)
 {
-    if (bVerbose) std::cout << std::endl << "Dt3::insert(vector,vector) has been called" << std::endl;
+    if (bVerbose) messageStream(MESSAGE_INFO) << std::endl << "Dt3::insert(vector,vector) has been called" << std::endl;
     if (!vUserHandles.empty()) {
         warning("Dt3::insert()", "vUserHandles is not empty as it should be");
         vUserHandles.clear();
     }
-    std::cout << "numPoints=" << vPoints.size() << std::endl;
+    messageStream(MESSAGE_INFO) << "numPoints=" << vPoints.size() << std::endl;
     if (vPoints.empty()) return;
 
     // Reserved whole: a growing list would leave its outgrown buffers as holes in the heap.
@@ -679,7 +678,7 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 {
     if (pLastTet == nullptr) goToHell("pLastTet==NULL in Dt3::triangulate");
     if (vVertices.empty()) {
-        std::cout << "Attention: triangulate has got an empty vector" << std::endl;
+        messageStream(MESSAGE_WARNING) << "Attention: triangulate has got an empty vector" << std::endl;
         return;
     }
     const size_t n = vVertices.size();
@@ -700,7 +699,7 @@ void Dt3::getAllTetrahedra(std::vector<Tet3*>& vTet) const
     VESK_ASSERT(vTet.empty());
     Tet3* pSeed = firstLiveVertexTet();
     if (pSeed == nullptr) {
-        std::cout << "Dt3::getAllTetrahedra(), oneTet==NULL" << std::endl;
+        messageStream(MESSAGE_WARNING) << "Dt3::getAllTetrahedra(), oneTet==NULL" << std::endl;
         return;
     }
     vTet.push_back(pSeed);
@@ -762,38 +761,32 @@ std::string nextDumpFilePrefix()
 
 void printOrientation(const std::string& label, Orientation3 o)
 {
-    std::cout << label << ": ";
+    std::ostream& out = messageStream(MESSAGE_ERROR);
+    out << label << ": ";
     switch (o) {
-    case ORIENTATION3_POSITIVE: std::cout << "positive" << std::endl; break;
-    case ORIENTATION3_NEGATIVE: std::cout << "negative" << std::endl; break;
-    case ORIENTATION3_COPLANAR: std::cout << "coplanar" << std::endl; break;
+    case ORIENTATION3_POSITIVE: out << "positive" << std::endl; break;
+    case ORIENTATION3_NEGATIVE: out << "negative" << std::endl; break;
+    case ORIENTATION3_COPLANAR: out << "coplanar" << std::endl; break;
     }
-}
-
-// Before the first tetrahedron exists there is nothing to list; asking anyway would print the
-// query's own complaint into the dump.
-std::vector<Tet3*> liveTetrahedra(const Dt3& dt)
-{
-    std::vector<Tet3*> vTets;
-    if (dt.is3D()) dt.getAllTetrahedra(vTets);
-    return vTets;
 }
 
 void reportNegativeSideDefect(const std::string& label, const Tet3& tet, int oppIndex, const Point3& vertex,
                               Orientation3 o)
 {
     box("ERROR: checkValidity at [" + label + "]");
-    std::cout << "Dt3::checkValidity, HUH, vertex " << static_cast<const void*>(&vertex) << " should be on the negative side, tet="
-              << std::endl;
-    std::cout << tet << "oppIndex=" << oppIndex << ", Vertex=" << static_cast<const void*>(&vertex) << "=" << vertex << std::endl;
+    std::ostream& out = messageStream(MESSAGE_ERROR);
+    out << "Dt3::checkValidity, HUH, vertex " << static_cast<const void*>(&vertex) << " should be on the negative side, tet="
+        << std::endl;
+    out << tet << "oppIndex=" << oppIndex << ", Vertex=" << static_cast<const void*>(&vertex) << "=" << vertex << std::endl;
     printOrientation("checkValidity", o);
 }
 
 void reportSphereInclusionDefect(Tet3* pTet, const Point3* pVertex)
 {
     box("checkValidity: ERROR ERROR ERROR");
-    std::cout << "Dt3::checkValidity, HUH - sphereIncTest failed: " << std::endl;
-    std::cout << *pTet << ", Vertex=" << static_cast<const void*>(pVertex) << "=" << *pVertex << std::endl;
+    std::ostream& out = messageStream(MESSAGE_ERROR);
+    out << "Dt3::checkValidity, HUH - sphereIncTest failed: " << std::endl;
+    out << *pTet << ", Vertex=" << static_cast<const void*>(pVertex) << "=" << *pVertex << std::endl;
     Visualizer3 vis(nextDumpFilePrefix() + "sphereIncBug.list");
     vis.writeTet(pTet, Visualizer3::RED);
     vis.writePoint(pVertex, 8, Visualizer3::WHITE);
@@ -807,7 +800,7 @@ void rejectVisitMark(const Tet3& tet)
 {
     if (!tet.hasBeenVisited) return;
     error("Dt3::CheckValidity()", "pcurrentTet->hasBeenvisited=true");
-    std::cout << tet << std::endl;
+    messageStream(MESSAGE_ERROR) << tet << std::endl;
     VESK_ASSERT(false);
 }
 
@@ -816,10 +809,11 @@ void rejectVisitMark(const Tet3& tet)
 bool Dt3::checkValidity(const std::string& label, bool /*checkVisited*/, bool checkSphereInclusion) const
 {
     const std::vector<Tet3*> vTets = liveTetrahedra(*this);
-    std::cout << "\n\n** CheckValidity at [ " << label << "]:" << " Number of tetrahedra: " << vTets.size() << std::endl;
-    std::cout << "   with --checkvisited" << std::endl;
-    std::cout << (checkSphereInclusion ? "   with --checkSphereInc" : "   without --checkSphereInc") << std::endl;
-    std::cout << "   vTets.size()=" << vTets.size() << std::endl;
+    std::ostream& out = messageStream(MESSAGE_INFO);
+    out << "\n\n** CheckValidity at [ " << label << "]:" << " Number of tetrahedra: " << vTets.size() << std::endl;
+    out << "   with --checkvisited" << std::endl;
+    out << (checkSphereInclusion ? "   with --checkSphereInc" : "   without --checkSphereInc") << std::endl;
+    out << "   vTets.size()=" << vTets.size() << std::endl;
     for (Tet3* pTet : vTets) {
         rejectVisitMark(*pTet);
         for (int i = 0; i < 4; ++i) {
@@ -840,21 +834,22 @@ bool Dt3::checkValidity(const std::string& label, bool /*checkVisited*/, bool ch
             }
         }
     }
-    std::cout << "** CheckValidity at (" << label << ") has been finished, seems OK" << std::endl << std::endl;
+    messageStream(MESSAGE_INFO) << "** CheckValidity at (" << label << ") has been finished, seems OK" << std::endl << std::endl;
     return true;
 }
 
 void Dt3::print(const std::string& label) const
 {
     const std::vector<Tet3*> vTets = liveTetrahedra(*this);
-    std::cout << "\n\n**** Dt3::print(" << label << "), numTets=" << vTets.size() << std::endl;
-    for (const Tet3* pTet : vTets) std::cout << *pTet << std::endl << std::endl;
+    std::ostream& out = messageStream(MESSAGE_DUMP);
+    out << "\n\n**** Dt3::print(" << label << "), numTets=" << vTets.size() << std::endl;
+    for (const Tet3* pTet : vTets) out << *pTet << std::endl << std::endl;
 }
 
 void Dt3::show(const std::string& filename, const Point3* pVtx) const
 {
     const std::vector<Tet3*> vTets = liveTetrahedra(*this);
-    std::cout << "  Dt3::show(): vTets.size()=" << vTets.size() << std::endl;
+    messageStream(MESSAGE_INFO) << "  Dt3::show(): vTets.size()=" << vTets.size() << std::endl;
     Visualizer3 vis(filename);
     for (Tet3* pTet : vTets) {
         vis.writeTet(pTet, Visualizer3::getNextColor());

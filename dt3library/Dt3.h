@@ -57,6 +57,9 @@ public:
     void triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet);
 
     const GeomTest3& getPredicates() const { return predicates; }
+    // The pools of every tetrahedron and vertex record, for numbering records by pool position.
+    const SimplePool<Tet3>& getTetPool() const { return tetPool; }
+    const SimplePool<Point3>& getVertexPool() const { return registry.getVertexPool(); }
 
     // Diagnostics. checkValidity tests every facet for a neighbour vertex strictly beyond it and,
     // when asked, for a neighbour vertex strictly inside the circumsphere; it reports the first
@@ -111,5 +114,14 @@ private:
     std::vector<Edge3> vEdgeStack;
     std::vector<std::pair<const Point3*, const Point3*>> vSeenEdges;
 };
+
+// Every live tetrahedron. Before the first one exists there is nothing to list; asking the engine
+// anyway would print its complaint.
+inline std::vector<Tet3*> liveTetrahedra(const Dt3& dt)
+{
+    std::vector<Tet3*> vTets;
+    if (dt.is3D()) dt.getAllTetrahedra(vTets);
+    return vTets;
+}
 
 } // namespace VESK3D

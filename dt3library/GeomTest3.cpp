@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <iostream>
+#include <string>
 #include <utility>
 
 namespace VESK3D {
@@ -354,8 +354,8 @@ std::string GeomTest3::getOrientationName(Orientation3 o)
 
 void facetIndexOutOfRange()
 {
-    std::cerr << "Assertion failed: false, file " << __FILE__ << ", line " << __LINE__ << std::endl;
-    std::exit(1);
+    sendStandardErrorLine(MESSAGE_ERROR, std::string("Assertion failed: false, file ") + __FILE__ + ", line " + std::to_string(__LINE__));
+    exitProcess();
 }
 
 double GeomTest3::orient3dAdapt(const Point3* a, const Point3* b, const Point3* c, const Point3* d,

@@ -53,6 +53,7 @@ public:
     // Appends all vertices in curve order.
     void getVertices(std::vector<Point3*>& vVertices) const;
     size_t getNumVertices() const { return numEntries; }
+    const SimplePool<Point3>& getVertexPool() const { return vertexPool; }
 
 private:
     // Position in the ordered set: block and offset within it. block == vBlocks.size() is the end.

@@ -1,8 +1,10 @@
 #include "Point3.h"
 
 #include <iomanip>
-#include <iostream>
 #include <limits>
+#include <ostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -14,7 +16,7 @@ Point3::Point3()
 
 void Point3::debug() const
 {
-    std::cout << "Point3: " << coordX << "," << coordY << "," << coordZ << std::endl;
+    messageStream(MESSAGE_DUMP) << "Point3: " << coordX << "," << coordY << "," << coordZ << std::endl;
 }
 
 std::ostream& operator<<(std::ostream& os, const Point3& p)

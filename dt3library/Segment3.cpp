@@ -1,12 +1,14 @@
 #include "Segment3.h"
 
-#include <iostream>
+#include <ostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
 void Segment3::debug() const
 {
-    std::cout << "Segment3: " << src << "," << trg << std::endl;
+    messageStream(MESSAGE_DUMP) << "Segment3: " << src << "," << trg << std::endl;
 }
 
 } // namespace VESK3D

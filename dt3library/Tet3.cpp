@@ -1,7 +1,6 @@
 #include "Tet3.h"
 
-#include <cstdlib>
-#include <iostream>
+#include <ostream>
 #include <string>
 
 #include "GeomTest3.h"
@@ -18,12 +17,12 @@ const std::pair<int, int> Tet3::aFacetEdgeIndices[12] = {
 
 Tet3::Tet3() : hasBeenVisited(false), label(runningLabel++), aVertexPointer{}, aOppTets{}, customIndex(-1)
 {
-    std::cout << "Tet default constructor (is actually not called)" << std::endl;
+    messageStream(MESSAGE_WARNING) << "Tet default constructor (is actually not called)" << std::endl;
 }
 
 Tet3::Tet3(const Tet3&)
 {
-    std::cout << "CCTOR of Tet3" << std::endl;
+    messageStream(MESSAGE_WARNING) << "CCTOR of Tet3" << std::endl;
 }
 
 bool Tet3::hasVertex(const Point3& p) const
@@ -41,21 +40,23 @@ void Tet3::rejectNullCorner(const Point3* pI, const Point3* pJ, const Point3* pK
 
 void Tet3::reportSelfNeighbor(int ith, const Tet3* pC) const
 {
-    std::cout << "this=" << static_cast<const void*>(this) << ", pC=" << static_cast<const void*>(pC) << std::endl;
-    std::cout << *this;
+    messageStream(MESSAGE_ERROR) << "this=" << static_cast<const void*>(this) << ", pC=" << static_cast<const void*>(pC)
+                                 << std::endl
+                                 << *this;
     error("Tet3::setOppTet()", "trying to set *this as neighbor of *this, ith=" + std::to_string(ith));
     VESK_ASSERT(this!=pC);
 }
 
 void Tet3::dieNotNeighbor(const Tet3* pT) const
 {
-    std::cout << "Tet3::getIntraTetIndex went wrong: ";
+    std::ostream& out = messageStream(MESSAGE_ERROR);
+    out << "Tet3::getIntraTetIndex went wrong: ";
     if (pT != nullptr)
-        std::cout << *pT;
+        out << *pT;
     else
-        std::cout << "NULL";
-    std::cout << ", this is " << *this << std::endl;
-    std::exit(1);
+        out << "NULL";
+    out << ", this is " << *this << std::endl;
+    exitProcess();
 }
 
 int Tet3::getIntraTetIndexInOppTetForReg(const Tet3* pT, int ith) const
@@ -105,7 +106,7 @@ void printFacetIndices(int opp)
 {
     int a, b, c;
     Tet3::getFacetIndices(opp, a, b, c);
-    std::cout << a << "," << b << "," << c << std::endl;
+    messageStream(MESSAGE_ERROR) << a << "," << b << "," << c << std::endl;
 }
 } // namespace
 
@@ -120,14 +121,12 @@ bool Tet3::haveCommonFacet(Tet3* pT0, int opp0, Tet3* pT1, int opp1)
     for (const Point3* p : aFirst) bAllShared = bAllShared && (p == aSecond[0] || p == aSecond[1] || p == aSecond[2]);
     if (bAllShared) return true;
 
-    std::cout << "Tet3::haveCommonFacet() ERROR" << std::endl;
-    std::cout << *pT0;
-    std::cout << "...with index " << opp0 << std::endl;
+    messageStream(MESSAGE_ERROR) << "Tet3::haveCommonFacet() ERROR" << std::endl
+                                 << *pT0 << "...with index " << opp0 << std::endl;
     printFacetIndices(opp0);
-    std::cout << *pT1;
-    std::cout << "...with index " << opp1 << std::endl;
+    messageStream(MESSAGE_ERROR) << *pT1 << "...with index " << opp1 << std::endl;
     printFacetIndices(opp1);
-    std::exit(1);
+    exitProcess();
 }
 
 Edge3 Tet3::getEdge(int opp3ICI, int opp2ICI)
@@ -158,7 +157,7 @@ int Tet3::debug_getOppTetIndex(int ith) const
 {
     assert(range03(ith));
     if (aOppTets[ith] == nullptr) return -1;
-    std::cout << "Tet3::debug_getTetIndex(): Not implemented yet" << std::endl;
+    messageStream(MESSAGE_WARNING) << "Tet3::debug_getTetIndex(): Not implemented yet" << std::endl;
     return 0;
 }
 

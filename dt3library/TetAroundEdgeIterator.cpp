@@ -1,9 +1,10 @@
 #include "TetAroundEdgeIterator.h"
 
-#include <iostream>
+#include <ostream>
 #include <string>
 
 #include "Tet3.h"
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -55,10 +56,11 @@ int TetAroundEdgeIterator::getPayloadICI() const
 void TetAroundEdgeIterator::debug() const
 {
     const std::string rule(35, '-');
-    std::cout << rule << std::endl;
-    std::cout << "# This is a TetAroundEdgeIterator:" << std::endl;
-    std::cout << currentEdge;
-    std::cout << rule << std::endl << std::endl;
+    std::ostream& out = messageStream(MESSAGE_DUMP);
+    out << rule << std::endl;
+    out << "# This is a TetAroundEdgeIterator:" << std::endl;
+    out << currentEdge;
+    out << rule << std::endl << std::endl;
 }
 
 } // namespace VESK3D

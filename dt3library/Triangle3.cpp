@@ -1,7 +1,9 @@
 #include "Triangle3.h"
 
 #include <cassert>
-#include <iostream>
+#include <ostream>
+
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -37,7 +39,7 @@ int Triangle3::getIntraTriangleIndex(const Point3* p) const
     for (int i = 0; i < 3; ++i)
         if (aVertexPointer[i] == p)
             return i;
-    std::cerr << "Triangle3::getIntraTriangleIndex(): invalid (p)" << std::endl;
+    sendStandardErrorLine(MESSAGE_ERROR, "Triangle3::getIntraTriangleIndex(): invalid (p)");
     return notFound;
 }
 
@@ -49,8 +51,8 @@ int Triangle3::getIntraTriangleIndex(const Point3* p1, const Point3* p2) const
         if ((pA == p1 && pB == p2) || (pA == p2 && pB == p1))
             return i;
     }
-    std::cerr << "Triangle3::getIntraTriangleIndex(): invalid (p1,p2)" << std::endl;
-    std::cout << "Have searched for " << p1 << " and " << p2 << " in " << *this;
+    sendStandardErrorLine(MESSAGE_ERROR, "Triangle3::getIntraTriangleIndex(): invalid (p1,p2)");
+    messageStream(MESSAGE_ERROR) << "Have searched for " << p1 << " and " << p2 << " in " << *this;
     return notFound;
 }
 
@@ -64,7 +66,7 @@ Point3 Triangle3::getBarycenter() const
 
 void Triangle3::debug() const
 {
-    std::cout << *this;
+    messageStream(MESSAGE_DUMP) << *this;
 }
 
 std::ostream& operator<<(std::ostream& os, const Triangle3& t)

@@ -1,7 +1,7 @@
 #include "Vector3.h"
 
 #include <cmath>
-#include <iostream>
+#include "tools.h"
 
 namespace VESK3D {
 
@@ -19,7 +19,7 @@ void Vector3::normalize()
         z /= len;
         return;
     }
-    std::cout << "warning: normalize(const Vector3& other), Null length vector!" << std::endl;
+    messageStream(MESSAGE_WARNING) << "warning: normalize(const Vector3& other), Null length vector!" << std::endl;
     x = y = z = 0.0;
 }
 

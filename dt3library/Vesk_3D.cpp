@@ -1,5 +1,7 @@
 #include "Vesk_3D.h"
 
+#include <climits>
+
 #include "Dt3.h"
 
 namespace VESK3D {
@@ -18,6 +20,26 @@ constexpr const char* configurationText = "DEBUG";
 
 const std::string versionText = std::string("Vesk3D, ") + configurationText + ", v" + std::to_string(majorVersion) + "." +
                                 std::to_string(minorVersion) + "." + std::to_string(revision);
+// Numbers records by their place in a list without touching them: a dense array indexed by pool
+// position takes the place of a hash map of millions of pointers.
+template <class T>
+class RecordNumbering {
+public:
+    RecordNumbering(const SimplePool<T>& pool_, const std::vector<T*>& vRecords) : pool(pool_), vIndexAt(pool_.getNumRecords(), -1)
+    {
+        const size_t numRecords = vRecords.size();
+        VESK_ASSERT(numRecords<=INT_MAX);
+        for (size_t i = 0; i < numRecords; ++i) vIndexAt[pool.getPosition(vRecords[i])] = static_cast<int>(i);
+    }
+
+    // -1 for null, and for a record that is not in the list.
+    int indexOf(const T* pRecord) const { return pRecord == nullptr ? -1 : vIndexAt[pool.getPosition(pRecord)]; }
+
+private:
+    const SimplePool<T>& pool;
+    std::vector<int> vIndexAt;
+};
+
 } // namespace
 
 Vesk_3D::Vesk_3D() : pDt(new Dt3(this)) {}
@@ -34,13 +56,17 @@ Point3* Vesk_3D::insert(Point3& p)
 
 void Vesk_3D::insert(std::vector<Point3>& vPoints)
 {
-    std::vector<Point3*> vDiscardedHandles;
-    pDt->insert(vPoints, vDiscardedHandles);
+    vLastBatchVertices.clear();
+    std::vector<Point3*> vHandles;
+    pDt->insert(vPoints, vHandles);
+    vLastBatchVertices.swap(vHandles);
 }
 
 void Vesk_3D::insert(std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles)
 {
+    vLastBatchVertices.clear();
     pDt->insert(vPoints, vUserHandles);
+    vLastBatchVertices = vUserHandles;
 }
 
 bool Vesk_3D::is3D() const
@@ -71,6 +97,40 @@ void Vesk_3D::getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets)
 void Vesk_3D::setVerbosity(bool bVerbose)
 {
     pDt->setVerbosity(bVerbose);
+}
+
+void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
+{
+    std::vector<Point3*> vVertices;
+    pDt->getVertices(vVertices);
+    const RecordNumbering<Point3> vertexNumbering(pDt->getVertexPool(), vVertices);
+    arrays.vCoordinates.clear();
+    arrays.vCoordinates.reserve(3 * vVertices.size());
+    for (const Point3* pVertex : vVertices) arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
+
+    const std::vector<Tet3*> vTets = liveTetrahedra(*pDt);
+    arrays.vTetCorners.resize(4 * vTets.size());
+    for (size_t t = 0; t < vTets.size(); ++t)
+        for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexNumbering.indexOf(vTets[t]->getCorner(i));
+
+    arrays.vTetNeighbors.clear();
+    if (bWithNeighbors) {
+        const RecordNumbering<Tet3> tetNumbering(pDt->getTetPool(), vTets);
+        arrays.vTetNeighbors.resize(4 * vTets.size());
+        for (size_t t = 0; t < vTets.size(); ++t)
+            for (int i = 0; i < 4; ++i) arrays.vTetNeighbors[4 * t + i] = tetNumbering.indexOf(vTets[t]->getOppTet(i));
+    }
+
+    arrays.vInputVertices.resize(vLastBatchVertices.size());
+    for (size_t k = 0; k < vLastBatchVertices.size(); ++k) arrays.vInputVertices[k] = vertexNumbering.indexOf(vLastBatchVertices[k]);
+}
+
+void Vesk_3D::locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIndices)
+{
+    const std::vector<Tet3*> vTets = liveTetrahedra(*pDt);
+    const RecordNumbering<Tet3> tetNumbering(pDt->getTetPool(), vTets);
+    for (size_t k = 0; k < numPoints; ++k)
+        pTetIndices[k] = tetNumbering.indexOf(pDt->locate(Point3(pXyz[3 * k], pXyz[3 * k + 1], pXyz[3 * k + 2])));
 }
 
 bool Vesk_3D::checkValidity(const std::string& name, bool checkSphereInclusion) const

@@ -24,6 +24,15 @@ namespace VESK3D {
 class Dt3;
 class Tet3;
 
+// The mesh as flat arrays, for hosts that hand it on (files, NumPy, solvers) rather than walk
+// pointers. Vertex i is the i-th of getVertices, tetrahedron t the t-th of getTetrahedra.
+struct MeshArrays {
+    std::vector<double> vCoordinates; // x, y, z per vertex
+    std::vector<int> vTetCorners;     // 4 vertex indices per tetrahedron, in stored corner order (positively oriented)
+    std::vector<int> vTetNeighbors;   // 4 tetrahedron indices per tetrahedron: neighbour i opposite corner i, -1 on the hull; empty when not asked for
+    std::vector<int> vInputVertices;  // the vertex index of every input point of the last batch insertion, in input order
+};
+
 // The triangulation: insert points singly or in batches, then read back vertices, tetrahedra,
 // vertex stars and point locations. Point3* handles stay valid for the life of the object; a
 // Tet3* only until the next insertion, which may recycle it.
@@ -34,8 +43,11 @@ public:
     Vesk_3D(const Vesk_3D&) = delete;
     Vesk_3D& operator=(const Vesk_3D&) = delete;
 
-    // Returns the vertex of p: an existing one when an equal point was inserted before.
+    // Returns the vertex of p: an existing one when an equal point was inserted before. A single
+    // point does not count as a batch: exportMesh's vInputVertices still maps the last batch.
     Point3* insert(Point3& p);
+    // Both batch insertions remember the vertex of each input point (8 bytes a point, until the
+    // next batch) for exportMesh; a batch that throws leaves that map empty.
     void insert(std::vector<Point3>& vPoints);
     // vUserHandles (empty on entry) receives one vertex per input point.
     void insert(std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles);
@@ -47,6 +59,17 @@ public:
     Tet3* locate(const Point3& p);
     void getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets);
     void setVerbosity(bool bVerbose);
+
+    // Fills `arrays` (any previous content is replaced) with the current mesh; vTetNeighbors only
+    // when bWithNeighbors. Before the first tetrahedron there are vertices but no tetrahedra. Linear
+    // time, and the records are only read, so several exports may run at once. Indices are int:
+    // more than INT_MAX vertices or tetrahedra fail the assertion "numRecords<=INT_MAX".
+    void exportMesh(MeshArrays& arrays, bool bWithNeighbors = true) const;
+    // For numPoints query points (x, y, z consecutive in pXyz), writes to pTetIndices the index, in
+    // exportMesh's numbering of the current mesh, of the tetrahedron that locate() finds for each
+    // point, or -1 where it finds none (outside the hull, or before the first tetrahedron). Each
+    // call numbers the whole mesh once, so ask for many points in one call.
+    void locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIndices);
 
     // Diagnostics. checkValidity checks that every facet separates its two tetrahedra and, with
     // checkSphereInclusion, that no neighbour vertex lies strictly inside a circumsphere; the first
@@ -60,6 +83,7 @@ public:
 
 private:
     Dt3* pDt;
+    std::vector<Point3*> vLastBatchVertices;
 };
 
 int getMajorVersionNumber();

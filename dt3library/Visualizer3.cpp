@@ -2,8 +2,6 @@
 
 #include <cassert>
 #include <cmath>
-#include <cstdlib>
-#include <iostream>
 
 #include "Tet3.h"
 #include "tools.h"
@@ -26,7 +24,7 @@ const char* const OUTLINE_COLOR = "0 0 0 1";
 
 Visualizer3::Visualizer3(const std::string& filename)
 {
-    std::cout << "Visualizer, writing " << filename << "\n";
+    messageStream(MESSAGE_INFO) << "Visualizer, writing " << filename << "\n";
     open(filename);
     *this << "LIST" << std::endl << "{" << std::endl;
 }
@@ -40,10 +38,10 @@ void Visualizer3::open(const std::string& filename)
 {
     std::ofstream::open(filename, std::ios::out);
     if (!is_open()) {
-        std::cout << filename << " not open\n";
-        std::exit(1);
+        messageStream(MESSAGE_ERROR) << filename << " not open\n";
+        exitProcess();
     }
-    std::cout << "  Writing " << filename << "\n";
+    messageStream(MESSAGE_INFO) << "  Writing " << filename << "\n";
 }
 
 void Visualizer3::close()
@@ -135,7 +133,7 @@ void Visualizer3::writeSphere(const Point3& center, double sqRadius)
 std::string Visualizer3::getColor()
 {
     if (colorCursor < NUM_ROTATION_COLORS) return colorArray[colorCursor];
-    std::cout << "Attention, returning colorArray[13] which is the last available color\n";
+    messageStream(MESSAGE_WARNING) << "Attention, returning colorArray[13] which is the last available color\n";
     return colorArray[NUM_ROTATION_COLORS - 1];
 }
 

@@ -6,6 +6,8 @@
 #include <iostream>
 #include <map>
 
+#include "tools.h"
+
 namespace VESK3D {
 
 namespace {
@@ -31,15 +33,17 @@ double timer(const std::string& name)
     const auto itStart = mStarts.find(name);
     if (itStart == mStarts.end()) {
         mStarts[name] = clockTicks();
-        std::cout << "\n*** Timer [" << name << "] start" << std::endl;
+        messageStream(MESSAGE_INFO) << "\n*** Timer [" << name << "] start" << std::endl;
         return -1.0;
     }
     const double ticksPerSecond = static_cast<double>(Clock::period::den) / static_cast<double>(Clock::period::num);
     const double elapsed = static_cast<double>(clockTicks() - itStart->second) / ticksPerSecond;
-    // Fixed notation is left switched on for later output on purpose; only the precision is restored.
-    std::cout << "*** Timer [" << name << "] stop, elapsed time: " << std::fixed << std::setprecision(3) << elapsed
-              << " s\n"
-              << std::endl;
+    messageStream(MESSAGE_INFO) << "*** Timer [" << name << "] stop, elapsed time: " << std::fixed << std::setprecision(3)
+                                << elapsed << " s\n"
+                                << std::endl;
+    // Fixed notation is left switched on for later output on purpose, the library's messages
+    // included (they follow the number format of std::cout); only the precision is restored.
+    std::cout << std::fixed;
     std::cout.precision(6);
     mStarts.erase(itStart);
     return elapsed;
@@ -52,10 +56,10 @@ void benchCounter(std::string& name)
         ++mCounts[name];
         return;
     }
-    std::cout << "\nCounters: \n";
+    std::ostream& out = messageStream(MESSAGE_INFO);
+    out << "\nCounters: \n";
     for (const auto& nameCount : mCounts)
-        std::cout << nameCount.first << '\t' << nameCount.second << '\n';
-    std::cout << std::flush;
+        out << nameCount.first << '\t' << nameCount.second << '\n';
 }
 
 } // namespace VESK3D

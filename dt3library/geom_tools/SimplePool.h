@@ -1,8 +1,9 @@
 #pragma once
 // Typed bump allocator: records come from large raw containers and are never freed one by one.
 // A reset makes every record free again at once; recycling single records is the owner's business.
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
-#include <iostream>
 #include <vector>
 
 #include "tools.h"
@@ -11,7 +12,7 @@ namespace VESK3D {
 
 namespace poolDetail {
 
-// Prints the assertion picture and ends the process with exit code 1. The library assertion
+// Prints the assertion picture and ends the process (exitProcess). The library assertion
 // throws, but a pool that cannot serve requests (or was set up twice) leaves nothing an
 // exception handler could sensibly continue with, so the exception is caught right here.
 [[noreturn]] inline void dieAfterMessage(const char* source, const char* message)
@@ -21,7 +22,7 @@ namespace poolDetail {
         VESK_ASSERT(false);
     } catch (const VeskException&) {
     }
-    std::exit(1);
+    exitProcess();
 }
 
 } // namespace poolDetail
@@ -36,8 +37,8 @@ public:
     ~SimplePool()
     {
         if (vContainers.size() > 50)
-            std::cout << "SimplePool::~SimplePool: Number of containers to release: " << vContainers.size()
-                      << std::endl;
+            messageStream(MESSAGE_INFO) << "SimplePool::~SimplePool: Number of containers to release: " << vContainers.size()
+                                        << std::endl;
         release();
     }
 
@@ -49,7 +50,7 @@ public:
             poolDetail::dieAfterMessage("SimplePool::init(..)", "This pool is already initialized");
         limit = static_cast<int>(100000000 / sizeof(T));
         if (limit == 1)
-            std::cout << "GeomPool::init(..), Warning: increaseLimit=1" << std::endl;
+            messageStream(MESSAGE_WARNING) << "GeomPool::init(..), Warning: increaseLimit=1" << std::endl;
         initialSize = initialSize_;
         increaseSize = increaseSize_;
         openContainer(initialSize);
@@ -73,6 +74,8 @@ public:
         for (size_t i = 1; i < vContainers.size(); ++i)
             std::free(vContainers[i]);
         vContainers.resize(1);
+        vRangesByAddress.assign(1, ContainerRange{reinterpret_cast<std::uintptr_t>(vContainers.front()), 0, size_t(initialSize)});
+        firstPositionOfCurrent = 0;
         pCurrent = vContainers.front();
         currentSize = initialSize;
         noGrowth = true;
@@ -87,6 +90,24 @@ public:
             const int numUsed = i + 1 == numContainers ? currentIndex + 1 : containerSize(i);
             for (int k = 0; k < numUsed; ++k) visit(vContainers[i] + k);
         }
+    }
+
+    // Records handed out since construction or the last reset.
+    size_t getNumRecords() const { return vContainers.empty() ? 0 : firstPositionOfCurrent + (currentIndex + 1); }
+
+    // The position of a record handed out since the last reset, in forEachRecord's order. A binary
+    // search over the few containers' address ranges: a dense array indexed by position can then
+    // stand in for a hash map of records.
+    size_t getPosition(const T* pRecord) const
+    {
+        const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(pRecord);
+        auto pAfter = std::upper_bound(vRangesByAddress.begin(), vRangesByAddress.end(), address,
+                                       [](std::uintptr_t a, const ContainerRange& range) { return a < range.begin; });
+        const bool bFromThisPool = pAfter != vRangesByAddress.begin() &&
+                                   (address - (pAfter - 1)->begin) / sizeof(T) < (pAfter - 1)->numRecords;
+        VESK_ASSERT(bFromThisPool);
+        const ContainerRange& range = *(pAfter - 1);
+        return range.firstPosition + (address - range.begin) / sizeof(T);
     }
 
     // Read-only views for diagnostics and tests. Sizes keep their history across resets.
@@ -124,9 +145,20 @@ private:
         if (pBlock == nullptr)
             poolDetail::dieAfterMessage("SimplePool::alloc(..)", "Out of memory, sorry");
         vContainers.push_back(pBlock);
+        addRange(pBlock, n);
         pCurrent = pBlock;
         currentSize = n;
         currentIndex = -1;
+    }
+
+    // The new container's records follow those of the full current one.
+    void addRange(T* pBlock, int n)
+    {
+        firstPositionOfCurrent = vContainers.size() == 1 ? 0 : firstPositionOfCurrent + size_t(currentSize);
+        const ContainerRange range{reinterpret_cast<std::uintptr_t>(pBlock), firstPositionOfCurrent, size_t(n)};
+        vRangesByAddress.insert(std::upper_bound(vRangesByAddress.begin(), vRangesByAddress.end(), range,
+                                                 [](const ContainerRange& a, const ContainerRange& b) { return a.begin < b.begin; }),
+                                range);
     }
 
     void release()
@@ -135,9 +167,18 @@ private:
             std::free(pBlock);
         noGrowth = true;
         vContainers.clear();
+        vRangesByAddress.clear();
     }
 
+    struct ContainerRange {
+        std::uintptr_t begin;
+        size_t firstPosition;
+        size_t numRecords;
+    };
+
     std::vector<T*> vContainers;
+    std::vector<ContainerRange> vRangesByAddress;
+    size_t firstPositionOfCurrent = 0;
     std::vector<int> vSizes;
     T* pCurrent = nullptr;
     int currentIndex = -1;

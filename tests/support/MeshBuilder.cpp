@@ -86,6 +86,7 @@ private:
     if (withHandles) mesh.dt->insert(copy, vHandles);
     else mesh.dt->insert(copy);
     mesh.vInputs.insert(mesh.vInputs.end(), vChunk.begin(), vChunk.end());
+    mesh.vLastBatch = vChunk;
     watch.afterBatch(mesh, vChunk.size());
     if (!withHandles) return ::testing::AssertionSuccess();
     if (vHandles.size() != vChunk.size()) {

@@ -30,6 +30,7 @@ struct BuiltMesh {
     std::unique_ptr<VESK3D::Vesk_3D> dt = std::make_unique<VESK3D::Vesk_3D>();
     Points vInputs;    // every point handed to the triangulation so far
     Points vMayBeHeld; // registered points that may stay outside the tetrahedralization
+    Points vLastBatch; // the points of the last batch insertion; a single point leaves it as it was
     std::map<std::array<double, 3>, VESK3D::Point3*> vertexOf; // every vertex handed back, by coordinates
 };
 

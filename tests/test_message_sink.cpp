@@ -1,0 +1,230 @@
+// The message sink: a host sink receives exactly the lines the default sink prints, each with its
+// kind, nothing reaches the console meanwhile, lines of engines in several threads stay whole and
+// complete while the sink is replaced, and a failed assertion's exception says what failed where.
+#include <Vesk_3D.h>
+#include <Visualizer3.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "InputFamilies.h"
+
+using namespace VESK3D;
+
+namespace {
+
+struct Line {
+    MessageKind kind;
+    std::string text;
+};
+
+class RecordingSink {
+public:
+    void install()
+    {
+        setMessageSink([this](MessageKind kind, const std::string& text) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            vLines.push_back({kind, text});
+        });
+    }
+    std::vector<Line> lines() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return vLines;
+    }
+
+private:
+    mutable std::mutex mutex;
+    std::vector<Line> vLines;
+};
+
+// The default sink is back after every test.
+class MessageSinkTest : public testing::Test {
+protected:
+    void TearDown() override { setMessageSink(nullptr); }
+};
+
+struct Outcome {
+    VeskException exception;
+    bool bThrown = false;
+};
+
+// A run that informs, warns, dumps and fails an assertion: a batch handed a non-empty handle list,
+// the validity check, the text dump, and a listing into a non-empty list.
+Outcome warnDumpAndFail()
+{
+    std::vector<Point3> vPoints = VeskTest::uniformCube(12, 4);
+    Vesk_3D dt;
+    std::vector<Point3*> vHandles(1, nullptr);
+    dt.insert(vPoints, vHandles);
+    dt.checkValidity("sink", true);
+    dt.print("sink");
+    Outcome outcome;
+    std::vector<Tet3*> vTets(1, nullptr);
+    try {
+        dt.getTetrahedra(vTets);
+    } catch (const VeskException& e) {
+        outcome.exception = e;
+        outcome.bThrown = true;
+    }
+    return outcome;
+}
+
+std::string joined(const std::vector<Line>& vLines)
+{
+    std::string text;
+    for (const Line& line : vLines) text += line.text + "\n";
+    return text;
+}
+
+// Addresses and labels differ between runs; the dumps print them.
+std::string withoutAddresses(const std::string& text)
+{
+    std::string blanked;
+    for (size_t i = 0; i < text.size();) {
+        const size_t prefix = text.compare(i, 2, "0x") == 0 ? 2 : text.compare(i, 3, "ID=") == 0 ? 3 : 0;
+        if (prefix == 0) {
+            blanked += text[i++];
+            continue;
+        }
+        blanked += text.substr(i, prefix);
+        for (i += prefix; i < text.size() && std::isxdigit(static_cast<unsigned char>(text[i]));) ++i;
+    }
+    return blanked;
+}
+
+// The kind of the first line that contains `part`.
+int kindOf(const std::vector<Line>& vLines, const std::string& part)
+{
+    for (const Line& line : vLines)
+        if (line.text.find(part) != std::string::npos) return line.kind;
+    return -1;
+}
+
+} // namespace
+
+TEST_F(MessageSinkTest, HostSinkGetsExactlyTheDefaultOutputAndTheConsoleNothing)
+{
+    testing::internal::CaptureStdout();
+    const Outcome onConsole = warnDumpAndFail();
+    const std::string console = testing::internal::GetCapturedStdout();
+
+    RecordingSink sink;
+    sink.install();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const Outcome inSink = warnDumpAndFail();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    const std::vector<Line> vLines = sink.lines();
+    EXPECT_EQ(withoutAddresses(joined(vLines)), withoutAddresses(console));
+    EXPECT_EQ(kindOf(vLines, "numPoints=12"), MESSAGE_INFO);
+    EXPECT_EQ(kindOf(vLines, "WARNING: vUserHandles is not empty"), MESSAGE_WARNING);
+    EXPECT_EQ(kindOf(vLines, "** CheckValidity at (sink) has been finished"), MESSAGE_INFO);
+    EXPECT_EQ(kindOf(vLines, "**** Dt3::print(sink)"), MESSAGE_DUMP);
+    EXPECT_EQ(kindOf(vLines, "Tetrahedron (ID="), MESSAGE_DUMP);
+    EXPECT_EQ(kindOf(vLines, "Condition [ vTet.empty() failed ]"), MESSAGE_ERROR);
+
+    // The exception tells what the assertion printed: condition, file and line.
+    ASSERT_TRUE(onConsole.bThrown && inSink.bThrown);
+    const VeskException& e = inSink.exception;
+    EXPECT_EQ(e.getCondition(), "vTet.empty()");
+    ASSERT_GE(vLines.size(), 2u);
+    EXPECT_EQ(vLines.back().kind, MESSAGE_ERROR);
+    EXPECT_EQ(vLines.back().text, "      " + e.getFile() + ":" + std::to_string(e.getLine()));
+    EXPECT_NE(e.getFile().find("Dt3.cpp"), std::string::npos);
+    EXPECT_EQ(std::string(e.what()), VeskException().what());
+    EXPECT_EQ(VeskException().getCondition(), "");
+    EXPECT_EQ(VeskException().getLine(), 0);
+}
+
+TEST_F(MessageSinkTest, StandardErrorLinesGoToTheSinkToo)
+{
+    Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), stranger(5, 5, 5);
+    const Triangle3 triangle(&a, &b, &c);
+    testing::internal::CaptureStderr();
+    triangle.getIntraTriangleIndex(&stranger);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Triangle3::getIntraTriangleIndex(): invalid (p)\n");
+
+    RecordingSink sink;
+    sink.install();
+    testing::internal::CaptureStderr();
+    triangle.getIntraTriangleIndex(&stranger);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_EQ(sink.lines().size(), 1u);
+    EXPECT_EQ(sink.lines()[0].text, "Triangle3::getIntraTriangleIndex(): invalid (p)");
+    EXPECT_EQ(sink.lines()[0].kind, MESSAGE_ERROR);
+}
+
+TEST_F(MessageSinkTest, ASinkThatThrowsDoesNotStopTheLibrary)
+{
+    setMessageSink([](MessageKind, const std::string&) { throw std::runtime_error("host logger broken"); });
+    std::vector<Point3> vPoints = VeskTest::uniformCube(50, 2);
+    Vesk_3D dt;
+    std::vector<Point3*> vHandles(1, nullptr);
+    EXPECT_NO_THROW(dt.insert(vPoints, vHandles));
+    EXPECT_EQ(vHandles.size(), 50u);
+    EXPECT_TRUE(dt.checkValidity("throwing sink", true));
+}
+
+TEST_F(MessageSinkTest, LinesOfEnginesInThreadsStayWholeWhileTheSinkIsReplaced)
+{
+    constexpr int numThreads = 4;
+    // What one engine prints, learnt on its own.
+    auto engineRun = [] {
+        std::vector<Point3> vPoints = VeskTest::uniformCube(40, 9);
+        Vesk_3D dt;
+        dt.insert(vPoints);
+        dt.checkValidity("thread", false);
+        dt.print("thread");
+    };
+    RecordingSink single;
+    single.install();
+    engineRun();
+    std::multiset<std::string> expected;
+    for (const Line& line : single.lines())
+        for (int i = 0; i < numThreads; ++i) expected.insert(withoutAddresses(line.text));
+    ASSERT_GT(expected.size(), 400u);
+
+    RecordingSink sinks[2];
+    sinks[0].install();
+    std::atomic<int> numRunning{numThreads};
+    std::vector<std::thread> vThreads;
+    for (int i = 0; i < numThreads; ++i) vThreads.emplace_back([&] {
+        engineRun();
+        --numRunning;
+    });
+    for (int swap = 0; numRunning > 0; ++swap) {
+        sinks[swap % 2].install();
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    for (std::thread& thread : vThreads) thread.join();
+
+    std::multiset<std::string> received;
+    for (const RecordingSink& sink : sinks)
+        for (const Line& line : sink.lines()) received.insert(withoutAddresses(line.text));
+    EXPECT_TRUE(received == expected) << received.size() << " lines received, " << expected.size() << " expected";
+}
+
+TEST(MessageSinkDeathTest, ProcessEndingPathsSendTheirMessageFirst)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            setMessageSink([](MessageKind kind, const std::string& line) {
+                if (kind == MESSAGE_ERROR) std::fprintf(stderr, "sink: %s\n", line.c_str());
+            });
+            Visualizer3 scene("no-such-directory/scene.list");
+        },
+        testing::ExitedWithCode(1), "sink: no-such-directory/scene.list not open\n");
+}
