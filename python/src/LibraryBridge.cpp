@@ -1,5 +1,7 @@
 #include "LibraryBridge.h"
 
+#include <string>
+
 #include <Vesk_3D.h>
 
 namespace vesk3d_python {
@@ -62,7 +64,11 @@ void registerVeskError(py::module_& module)
             if (pException)
                 std::rethrow_exception(pException);
         } catch (const VESK3D::VeskException& exception) {
-            py::object error = py::handle(pErrorType)(exception.what());
+            std::string message = exception.what();
+            if (!exception.getCondition().empty())
+                message += "\n  Condition [ " + exception.getCondition() + " failed ] at " + exception.getFile() + ":" +
+                           std::to_string(exception.getLine());
+            py::object error = py::handle(pErrorType)(message);
             error.attr("condition") = exception.getCondition();
             error.attr("file") = exception.getFile();
             error.attr("line") = exception.getLine();

@@ -5,8 +5,12 @@
 >>> tri.simplices.shape[1]
 4
 
-Library messages go to the logger "vesk3d".
+The library's messages go to the logger "vesk3d", silent until the application configures logging.
 """
+import logging
+
 from ._vesk3d import Delaunay, VeskError, __version__
 
 __all__ = ["Delaunay", "VeskError", "__version__"]
+
+logging.getLogger(__name__).addHandler(logging.NullHandler())
