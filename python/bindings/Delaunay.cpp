@@ -51,17 +51,26 @@ void Delaunay::insertBatch(const CoordinateArray& batch)
 {
     std::vector<Point3> vPoints = toPoints(batch);
     MeshArrays arrays;
+    double seconds = 0;
     std::unique_lock<std::mutex> lock(engineMutex, std::defer_lock);
     runOnEngine(lock, [&](Vesk_3D& engine) {
-        KeptPointByVertex previous = keptPointByVertex(engine);
-        auto start = std::chrono::steady_clock::now();
-        engine.insert(vPoints);
-        lastTriangulateSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        engine.exportMesh(arrays, false);
-        numberVertices(engine, arrays, previous);
+        // A failure may leave the mesh or the numbering half-updated: the object closes rather
+        // than answer from an inconsistent state.
+        try {
+            KeptPointByVertex previous = keptPointByVertex(engine);
+            auto start = std::chrono::steady_clock::now();
+            engine.insert(vPoints);
+            seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            engine.exportMesh(arrays, false);
+            numberVertices(engine, arrays, previous);
+        } catch (...) {
+            pEngine.reset();
+            throw;
+        }
         for (int& corner : arrays.vTetCorners)
             corner = vKeptPointOfVertex[corner];
     });
+    lastTriangulateSeconds = seconds;
     // No Python code may run between the assignments below, which a reader must see together.
     bool bFirstBatch = pointsArray.size() == 0;
     CoordinateArray allPoints = batch;

@@ -45,20 +45,20 @@ const char* const COPLANAR_DOC =
     "(ncoplanar, 3) int32 rows (point, simplex, kept point) for the points that are no corner: a "
     "duplicate, whose coordinates equal those of the kept point, and, while nsimplex == 0, every "
     "point (simplex -1).";
-const char* const FIND_SIMPLEX_DOC = R"(find_simplex(xi)
-
-For each point of xi, array-like of shape (..., 3), the index of a simplex containing it, -1
-outside the hull; int32 array of shape xi.shape[:-1]. Exact: a point on a shared face or edge gets
-one of the simplices around it. Non-finite or wrongly shaped xi raises ValueError.)";
-const char* const ADD_POINTS_DOC = R"(add_points(points)
-
-Inserts more points, array-like of shape (m, 3), into the existing tetrahedralization (no rebuild).
-They get the indices npoints .. npoints + m - 1; every attribute then describes the new mesh.)";
+const char* const FIND_SIMPLEX_DOC =
+    "For each point of xi, array-like of shape (..., 3), the index of a simplex containing it, -1 "
+    "outside the hull: an int32 array of shape xi.shape[:-1]. Exact: a point on a shared face or edge "
+    "gets one of the simplices around it. Non-finite or wrongly shaped xi raises ValueError.";
+const char* const ADD_POINTS_DOC =
+    "Inserts points, array-like of shape (m, 3), into the existing tetrahedralization (no rebuild). "
+    "They get the indices npoints to npoints + m - 1; every attribute then describes the new mesh.";
 const char* const CHECK_DOC =
-    "check() -> bool: the library's own validity check (orientation and empty circumspheres).";
+    "Runs the library's validity check (orientation and empty circumspheres): True when the mesh "
+    "passes.";
 const char* const CLOSE_DOC =
-    "close(): frees the triangulation. Attributes already read stay available; add_points, "
-    "find_simplex, check and attributes never read before raise ValueError.";
+    "Frees the triangulation. Attributes already read stay available; add_points, "
+    "find_simplex, check and attributes never read before raise ValueError. An insertion that "
+    "fails inside the library closes the object too.";
 
 } // namespace
 
@@ -71,7 +71,9 @@ PYBIND11_MODULE(_vesk3d, module)
                                  std::to_string(VESK3D::getMinorVersionNumber()) + "." +
                                  std::to_string(VESK3D::getRevisionNumber());
 
-    py::class_<Delaunay>(module, "Delaunay", DELAUNAY_DOC)
+    py::class_<Delaunay> delaunay(module, "Delaunay", DELAUNAY_DOC);
+    delaunay.attr("__module__") = "vesk3d"; // where users find it
+    delaunay
         .def(py::init<const py::object&, int>(), py::arg("points"), py::arg("threads") = 1)
         .def("add_points", &Delaunay::addPoints, py::arg("points"), ADD_POINTS_DOC)
         .def("find_simplex", &Delaunay::findSimplex, py::arg("xi"), FIND_SIMPLEX_DOC)
