@@ -25,9 +25,14 @@ struct OutputError : std::runtime_error {
 };
 
 // "FILE:LINE: what", the form that editors and terminals turn into a link.
+inline std::string atLine(const std::string& path, size_t line, const std::string& what)
+{
+    return path + ":" + std::to_string(line) + ": " + what;
+}
+
 inline InputError errorAtLine(const std::string& path, size_t line, const std::string& what)
 {
-    return InputError(path + ":" + std::to_string(line) + ": " + what);
+    return InputError(atLine(path, line, what));
 }
 
 inline InputError errorAtByte(const std::string& path, size_t offset, const std::string& what)

@@ -79,6 +79,8 @@ Options parseCommandLine(int argc, const char* const* argv)
             options.bVersion = true;
         } else if (argument == "-q" || argument == "--quiet") {
             options.bQuiet = true;
+        } else if (argument == "-v" || argument == "--verbose") {
+            options.bVerbose = true;
         } else if (argument == "--check") {
             options.bCheck = true;
         } else if (argument == "-o" || argument == "--output") {
@@ -104,6 +106,7 @@ Options parseCommandLine(int argc, const char* const* argv)
         }
     }
     if (options.bHelp || options.bVersion) return options;
+    if (options.bQuiet && options.bVerbose) throw UsageError("give either --quiet or --verbose, not both");
     if (bSeedGiven && options.numRandomPoints == 0) throw UsageError("--seed only applies to --random");
     checkFileNames(options);
     return options;
@@ -127,12 +130,14 @@ std::string usageText()
            "  --seed S            seed of --random, 1..4294967295 (default 1)\n"
            "  --check             verify the triangulation (orientation and empty spheres); fail if broken\n"
            "  --scene FILE        also write the mesh as an OOGL scene (.list) for a 3D viewer\n"
-           "  -q, --quiet         print nothing but errors\n"
+           "  -q, --quiet         print nothing but errors (no summary, no warnings)\n"
+           "  -v, --verbose       also show the library's own messages (on standard error)\n"
            "  -h, --help          show this text\n"
            "  --version           show the library version\n"
            "\n"
            "Exit status: 0 success, 1 unreadable or malformed input or unwritable output,\n"
            "  2 bad command line, 3 the check found a defect.\n"
+           "The summary goes to standard output; warnings, errors and progress to standard error.\n"
            "An existing output file is replaced only when the whole run succeeds.\n";
 }
 

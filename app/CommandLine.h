@@ -13,6 +13,7 @@ struct Options {
     std::string scenePath;
     bool bCheck = false;
     bool bQuiet = false;
+    bool bVerbose = false;  // the library's own lines on standard error
     bool bHelp = false;
     bool bVersion = false;
 };

@@ -323,7 +323,7 @@ void readBinaryBody(const std::string& path, std::string_view text, const PlyHea
 
 } // namespace
 
-void readPly(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+void readPly(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints, WarningList&)
 {
     const PlyHeader header = parseHeader(path, text);
     const VertexLayout layout = findVertexLayout(path, header);

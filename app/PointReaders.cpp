@@ -13,7 +13,7 @@ namespace vesk3dapp {
 
 namespace {
 
-using FormatReader = void (*)(const std::string&, std::string_view, Progress&, PointList&);
+using FormatReader = void (*)(const std::string&, std::string_view, Progress&, PointList&, WarningList&);
 
 struct InputFormat {
     const char* extension;
@@ -63,7 +63,7 @@ std::string readableExtensions()
     return list;
 }
 
-std::vector<VESK3D::Point3> readPoints(const std::string& path, bool bShowProgress)
+std::vector<VESK3D::Point3> readPoints(const std::string& path, bool bShowProgress, std::vector<std::string>& vWarnings)
 {
     const InputFormat* pFormat = findFormat(lowerCaseExtension(path));
     if (pFormat == nullptr) throw InputError(path + ": unknown extension (known: " + readableExtensions() + ")");
@@ -71,7 +71,7 @@ std::vector<VESK3D::Point3> readPoints(const std::string& path, bool bShowProgre
     PointList vPoints;
     {
         Progress progress("reading", content.size(), bShowProgress && content.size() >= largeInputBytes);
-        pFormat->read(path, content, progress, vPoints);
+        pFormat->read(path, content, progress, vPoints, vWarnings);
     }
     if (vPoints.empty()) throw InputError(path + ": the file holds no points");
     return vPoints;

@@ -17,8 +17,8 @@ struct TetMesh {
     size_t numTets() const { return vCorners.size() / 4; }
 };
 
-// Numbers the vertices in the library's order (through their custom index) and copies the
-// tetrahedra. Call it after the last insertion.
-TetMesh extractMesh(VESK3D::Vesk_3D& triangulation);
+// The library's flat export, with the hull facets counted. Before the first tetrahedron there are
+// vertices but no tetrahedra.
+TetMesh extractMesh(const VESK3D::Vesk_3D& triangulation);
 
 } // namespace vesk3dapp

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <limits>
 
 #include "AppErrors.h"
@@ -35,12 +36,22 @@ bool isColumnNames(const LineScanner& scanner)
     return true;
 }
 
-void readDeclaredPoints(LineScanner& scanner, size_t numDeclared, size_t headerLine, size_t firstColumn,
-                        const std::string& path, Progress& progress, PointList& vPoints)
+// The point lines whose number of values differs from what the header declares.
+struct ValueCountMismatch {
+    size_t numLines = 0;
+    size_t firstLine = 0;
+    size_t numValuesOnFirst = 0;
+};
+
+// numExpectedValues: the values of each point line, or 0 when any number will do.
+ValueCountMismatch readDeclaredPoints(LineScanner& scanner, size_t numDeclared, size_t headerLine, size_t firstColumn,
+                                      size_t numExpectedValues, const std::string& path, Progress& progress,
+                                      PointList& vPoints)
 {
     // A header may claim any count: reserve no more than the rest of the file can hold, at the
     // shortest point line ("0 0 0" and a line end).
     vPoints.reserve(std::min(numDeclared, scanner.bytesLeft() / 6 + 1));
+    ValueCountMismatch mismatch;
     for (size_t i = 0; i < numDeclared; ++i) {
         if (!scanner.nextDataLine())
             throw errorAtLine(path, headerLine,
@@ -48,12 +59,21 @@ void readDeclaredPoints(LineScanner& scanner, size_t numDeclared, size_t headerL
                                   std::to_string(i));
         appendPoint(scanner, firstColumn, vPoints);
         progress.update(scanner.offset());
+        if (numExpectedValues == 0 || scanner.numFields() == numExpectedValues) continue;
+        if (mismatch.numLines++ == 0) mismatch = {1, scanner.lineNumber(), scanner.numFields()};
     }
+    return mismatch;
+}
+
+std::string counted(size_t count, const std::string& noun)
+{
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 } // namespace
 
-void readCoordinateLines(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+void readCoordinateLines(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints,
+                         WarningList&)
 {
     LineScanner scanner(path, text);
     size_t numDeclared = std::numeric_limits<size_t>::max();
@@ -78,7 +98,7 @@ void readCoordinateLines(const std::string& path, std::string_view text, Progres
                               std::to_string(vPoints.size()));
 }
 
-void readOff(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+void readOff(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints, WarningList& vWarnings)
 {
     LineScanner scanner(path, text);
     if (!scanner.nextDataLine()) throw errorAtLine(path, 1, "empty file, expected the OFF keyword");
@@ -94,17 +114,17 @@ void readOff(const std::string& path, std::string_view text, Progress& progress,
     const size_t numVertices = scanner.count(countColumn);
     const size_t numFaces = scanner.count(countColumn + 1);
     const size_t headerLine = scanner.lineNumber();
-    readDeclaredPoints(scanner, numVertices, headerLine, 0, path, progress, vPoints);
+    readDeclaredPoints(scanner, numVertices, headerLine, 0, 0, path, progress, vPoints);
     size_t numFaceLines = 0;
     while (scanner.nextDataLine()) ++numFaceLines;
     if (numFaceLines != numFaces)
-        throw errorAtLine(path, headerLine,
-                          "the header declares " + std::to_string(numVertices) + " vertices and " +
-                              std::to_string(numFaces) + " faces, but " + std::to_string(numFaceLines) +
-                              " lines follow the vertices");
+        vWarnings.push_back(atLine(path, headerLine,
+                                   "the header declares " + std::to_string(numVertices) + " vertices and " +
+                                       std::to_string(numFaces) + " faces, but " + std::to_string(numFaceLines) +
+                                       " lines follow the vertices; the faces are not read"));
 }
 
-void readObj(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+void readObj(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints, WarningList&)
 {
     LineScanner scanner(path, text);
     while (scanner.nextDataLine()) {
@@ -114,15 +134,29 @@ void readObj(const std::string& path, std::string_view text, Progress& progress,
     }
 }
 
-void readTetGenNode(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints)
+void readTetGenNode(const std::string& path, std::string_view text, Progress& progress, PointList& vPoints,
+                    WarningList& vWarnings)
 {
     LineScanner scanner(path, text);
     if (!scanner.nextDataLine()) throw errorAtLine(path, 1, "empty file, expected the point count");
     const size_t numPoints = scanner.count(0);
     const size_t dimension = scanner.numFields() > 1 ? scanner.count(1) : 3;
     if (dimension != 3) scanner.fail("only 3D points can be read; the header gives dimension " + std::to_string(dimension));
+    const size_t numAttributes = scanner.numFields() > 2 ? scanner.count(2) : 0;
+    const size_t numMarkers = scanner.numFields() > 3 && scanner.count(3) != 0 ? 1 : 0;
     const size_t headerLine = scanner.lineNumber();
-    readDeclaredPoints(scanner, numPoints, headerLine, 1, path, progress, vPoints);
+    // Index, coordinates, attributes, marker; a header may claim any number of attributes, and a
+    // sum that wrapped around could look right.
+    const size_t numValues = 4 + std::min(numAttributes, SIZE_MAX - 5) + numMarkers;
+    const ValueCountMismatch mismatch =
+        readDeclaredPoints(scanner, numPoints, headerLine, 1, numValues, path, progress, vPoints);
+    if (mismatch.numLines > 0)
+        vWarnings.push_back(atLine(path, mismatch.firstLine,
+                                   counted(mismatch.numValuesOnFirst, "value") + " where the header on line " +
+                                       std::to_string(headerLine) + " declares " + counted(numAttributes, "attribute") +
+                                       " and " + counted(numMarkers, "boundary marker") + " after the coordinates (" +
+                                       counted(mismatch.numLines, "point line") +
+                                       " differ); attributes and markers are not read"));
     if (scanner.nextDataLine())
         scanner.fail("the header on line " + std::to_string(headerLine) + " declares " + std::to_string(numPoints) +
                      " points; this line is one more");

@@ -6,12 +6,12 @@
 #include <iostream>
 #include <memory>
 #include <new>
-#include <sstream>
 
 #include <Vesk_3D.h>
 
 #include "AppErrors.h"
 #include "CommandLine.h"
+#include "LibraryMessages.h"
 #include "MeshWriters.h"
 #include "OutputFile.h"
 #include "PointReaders.h"
@@ -21,33 +21,6 @@
 using namespace vesk3dapp;
 
 namespace {
-
-// The library reports on standard output. --quiet keeps that text back, and shows it on
-// standard error only when the run fails, where it explains the failure.
-class LibraryOutput {
-public:
-    explicit LibraryOutput(bool bHeldBack) : pOriginal(bHeldBack ? std::cout.rdbuf(held.rdbuf()) : nullptr) {}
-    ~LibraryOutput() { restore(); }
-    LibraryOutput(const LibraryOutput&) = delete;
-    LibraryOutput& operator=(const LibraryOutput&) = delete;
-
-    void showOnFailure()
-    {
-        restore();
-        std::cerr << held.str();
-        held.str("");
-    }
-
-private:
-    void restore()
-    {
-        if (pOriginal != nullptr) std::cout.rdbuf(pOriginal);
-        pOriginal = nullptr;
-    }
-
-    std::ostringstream held;
-    std::streambuf* pOriginal;
-};
 
 class Stopwatch {
 public:
@@ -90,8 +63,9 @@ void printSummary(const Summary& summary, const Options& options)
     line("tetrahedra") << summary.numTets << "\n";
     line("hull facets") << summary.numHullFacets << "\n";
     if (options.bCheck) line("check") << summary.checkResult << "\n";
-    if (!options.outputPath.empty()) line("output") << options.outputPath << "\n";
-    if (!options.scenePath.empty()) line("scene") << options.scenePath << "\n";
+    const bool bWritten = summary.writeSeconds >= 0.0;
+    if (bWritten && !options.outputPath.empty()) line("output") << options.outputPath << "\n";
+    if (bWritten && !options.scenePath.empty()) line("scene") << options.scenePath << "\n";
     seconds("time read", summary.readSeconds);
     seconds("time triangulate", summary.triangulateSeconds);
     if (summary.checkSeconds >= 0.0) seconds("time check", summary.checkSeconds);
@@ -126,17 +100,21 @@ int run(const Options& options)
     const bool bProgress = !options.bQuiet && progressAllowed();
     Summary summary;
     Stopwatch stopwatch;
+    std::vector<std::string> vWarnings;
     std::vector<VESK3D::Point3> vPoints =
-        options.inputPath.empty() ? makeRandomPoints(options) : readPoints(options.inputPath, bProgress);
+        options.inputPath.empty() ? makeRandomPoints(options) : readPoints(options.inputPath, bProgress, vWarnings);
+    if (!options.bQuiet)
+        for (const std::string& warning : vWarnings) std::cerr << "vesk3d: warning: " << warning << "\n";
     summary.input = options.inputPath.empty()
                         ? "--random " + std::to_string(options.numRandomPoints) + " --seed " + std::to_string(options.seed)
                         : options.inputPath;
     summary.numPointsRead = vPoints.size();
     summary.readSeconds = stopwatch.lap();
 
-    LibraryOutput libraryOutput(options.bQuiet);
+    LibraryMessages libraryMessages(options.bVerbose);
     try {
         VESK3D::Vesk_3D triangulation;
+        triangulation.setVerbosity(options.bVerbose);
         {
             ElapsedTicker ticker("triangulating", bProgress && vPoints.size() >= largePointCount);
             triangulation.insert(vPoints);
@@ -156,7 +134,8 @@ int run(const Options& options)
             summary.checkSeconds = stopwatch.lap();
             summary.checkResult = bValid ? "passed" : "FAILED";
             if (!bValid) {
-                libraryOutput.showOnFailure();
+                libraryMessages.showOnFailure();
+                if (!options.bQuiet) printSummary(summary, options);
                 std::cerr << "vesk3d: error: the validity check found a defect; nothing was written\n";
                 return EXIT_INVALID_MESH;
             }
@@ -166,7 +145,7 @@ int run(const Options& options)
             summary.writeSeconds = stopwatch.lap();
         }
     } catch (...) {
-        libraryOutput.showOnFailure();
+        libraryMessages.showOnFailure();
         throw;
     }
     if (!options.bQuiet) printSummary(summary, options);
@@ -202,8 +181,9 @@ int main(int argc, char* argv[])
         return reportError(e.what());
     } catch (const OutputError& e) {
         return reportError(e.what());
-    } catch (const VESK3D::VeskException&) {
-        return reportError("the triangulation failed an internal check (reported above)");
+    } catch (const VESK3D::VeskException& e) {
+        return reportError("the triangulation failed the internal check '" + e.getCondition() + "' (" + e.getFile() + ":" +
+                           std::to_string(e.getLine()) + ")");
     } catch (const std::bad_alloc&) {
         return reportError("out of memory");
     }

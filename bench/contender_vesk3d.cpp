@@ -7,7 +7,6 @@
 #include <chrono>
 #include <ctime>
 #include <iostream>
-#include <sstream>
 
 #include "dataset_io.h"
 
@@ -19,9 +18,8 @@ int main(int argc, char* argv[])
     }
     std::vector<VESK3D::Point3> points = benchdata::readPoints<VESK3D::Point3>(argv[1]);
 
+    VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
     VESK3D::Vesk_3D dt;
-    std::ostringstream libraryChatter;
-    std::streambuf* pConsole = std::cout.rdbuf(libraryChatter.rdbuf());
     const auto start = std::chrono::steady_clock::now();
     const std::clock_t cpuStart = std::clock();
     dt.insert(points);
@@ -31,7 +29,6 @@ int main(int argc, char* argv[])
     const long peakKiB = benchdata::peakResidentKiB();
     std::vector<VESK3D::Tet3*> tets;
     dt.getTetrahedra(tets);
-    std::cout.rdbuf(pConsole);
 
     std::cout << "time=" << elapsed.count() << " cpu=" << cpuSeconds << " tets=" << tets.size() << " rss_kib=" << peakKiB
               << std::endl;

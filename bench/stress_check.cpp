@@ -6,7 +6,6 @@
 #include <chrono>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <string>
 
 #include "dataset_io.h"
@@ -38,9 +37,8 @@ int main(int argc, char* argv[])
     std::vector<VESK3D::Point3> vPoints = benchdata::readPoints<VESK3D::Point3>(argv[1]);
     const long beforeKiB = currentResidentKiB();
 
+    VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
     VESK3D::Vesk_3D dt;
-    std::ostringstream libraryChatter;
-    std::streambuf* pConsole = std::cout.rdbuf(libraryChatter.rdbuf());
     const auto insertStart = std::chrono::steady_clock::now();
     dt.insert(vPoints);
     const double insertSeconds = secondsSince(insertStart);
@@ -50,7 +48,6 @@ int main(int argc, char* argv[])
     const auto checkStart = std::chrono::steady_clock::now();
     const bool bValid = dt.checkValidity("stress", true);
     const double checkSeconds = secondsSince(checkStart);
-    std::cout.rdbuf(pConsole);
 
     std::cout << "points=" << vPoints.size() << " tets=" << vTets.size() << " time=" << insertSeconds
               << " rss_before_mib=" << beforeKiB / 1024 << " peak_mib=" << peakKiB / 1024

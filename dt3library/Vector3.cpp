@@ -1,6 +1,7 @@
 #include "Vector3.h"
 
 #include <cmath>
+
 #include "tools.h"
 
 namespace VESK3D {

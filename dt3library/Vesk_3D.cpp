@@ -20,12 +20,14 @@ constexpr const char* configurationText = "DEBUG";
 
 const std::string versionText = std::string("Vesk3D, ") + configurationText + ", v" + std::to_string(majorVersion) + "." +
                                 std::to_string(minorVersion) + "." + std::to_string(revision);
+
 // Numbers records by their place in a list without touching them: a dense array indexed by pool
 // position takes the place of a hash map of millions of pointers.
 template <class T>
 class RecordNumbering {
 public:
-    RecordNumbering(const SimplePool<T>& pool_, const std::vector<T*>& vRecords) : pool(pool_), vIndexAt(pool_.getNumRecords(), -1)
+    RecordNumbering(const SimplePool<T>& pool_, const std::vector<T*>& vRecords)
+        : pool(pool_), vIndexAt(pool_.getNumRecords(), -1)
     {
         const size_t numRecords = vRecords.size();
         VESK_ASSERT(numRecords<=INT_MAX);
@@ -106,7 +108,8 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
     const RecordNumbering<Point3> vertexNumbering(pDt->getVertexPool(), vVertices);
     arrays.vCoordinates.clear();
     arrays.vCoordinates.reserve(3 * vVertices.size());
-    for (const Point3* pVertex : vVertices) arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
+    for (const Point3* pVertex : vVertices)
+        arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
 
     const std::vector<Tet3*> vTets = liveTetrahedra(*pDt);
     arrays.vTetCorners.resize(4 * vTets.size());
@@ -122,7 +125,8 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
     }
 
     arrays.vInputVertices.resize(vLastBatchVertices.size());
-    for (size_t k = 0; k < vLastBatchVertices.size(); ++k) arrays.vInputVertices[k] = vertexNumbering.indexOf(vLastBatchVertices[k]);
+    for (size_t k = 0; k < vLastBatchVertices.size(); ++k)
+        arrays.vInputVertices[k] = vertexNumbering.indexOf(vLastBatchVertices[k]);
 }
 
 void Vesk_3D::locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIndices)

@@ -73,10 +73,10 @@ public:
 
     // Diagnostics. checkValidity checks that every facet separates its two tetrahedra and, with
     // checkSphereInclusion, that no neighbour vertex lies strictly inside a circumsphere; the first
-    // defect is reported on standard output with a scene file in the current directory, and the
+    // defect is reported through the message sink with a scene file in the current directory, and the
     // result is false. A traversal mark left set on a tetrahedron throws VeskException.
     bool checkValidity(const std::string& name, bool checkSphereInclusion) const;
-    // Dumps every tetrahedron to standard output.
+    // Dumps every tetrahedron through the message sink.
     void print(const std::string& name) const;
     // Writes the mesh as an OOGL scene, with pVtx (may be null) marked in red.
     void show(const std::string& filename, Point3* pVtx) const;

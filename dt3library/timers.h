@@ -1,6 +1,6 @@
 #pragma once
 // Process-wide named stopwatches and event counters for quick instrumentation; both print to
-// standard output and are not thread-safe.
+// the message sink (tools.h) and are not thread-safe.
 #include <string>
 
 namespace VESK3D {

@@ -33,7 +33,9 @@ using MessageSink = std::function<void(MessageKind kind, const std::string& line
 // returns reaches the new one. Each thread assembles its own lines, so lines of two threads never
 // mix. The sink must not throw: an exception leaving it is swallowed, since lines are printed on
 // paths that cannot pass it on (just before an exception of the library's own, or the end of the
-// process).
+// process). The library keeps the sink until it is replaced, to the end of the process: a host
+// whose sink uses something that ends earlier (an interpreter, a logger) restores the default
+// before that happens.
 void setMessageSink(MessageSink sink);
 
 // Library-internal output: text written to the returned stream (which has the number format of

@@ -13,7 +13,8 @@
 
 namespace {
 
-using Reader = void (*)(const std::string&, std::string_view, vesk3dapp::Progress&, vesk3dapp::PointList&);
+using Reader = void (*)(const std::string&, std::string_view, vesk3dapp::Progress&, vesk3dapp::PointList&,
+                        vesk3dapp::WarningList&);
 
 constexpr Reader aReaders[] = {vesk3dapp::readCoordinateLines, vesk3dapp::readOff, vesk3dapp::readObj,
                                vesk3dapp::readTetGenNode, vesk3dapp::readPly};
@@ -27,9 +28,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
     const std::string_view text(reinterpret_cast<const char*>(pData + 1), size - 1);
     const std::string path = "input";
     vesk3dapp::PointList vPoints;
+    vesk3dapp::WarningList vWarnings;
     try {
         vesk3dapp::Progress progress("reading", text.size(), false);
-        read(path, text, progress, vPoints);
+        read(path, text, progress, vPoints, vWarnings);
     } catch (const vesk3dapp::InputError&) {
         return 0;
     } catch (const std::exception& e) {
@@ -39,6 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
     // Every point takes at least one byte of the file: room reserved beyond that was claimed by a
     // header, not backed by data.
     if (vPoints.capacity() > text.size()) VeskFuzz::fail("a reader reserved room for more points than the file can hold");
+    // One warning a file at most: a mismatch on every line must not flood the terminal.
+    if (vWarnings.size() > 1) VeskFuzz::fail("a reader warned more than once");
     for (const VESK3D::Point3& p : vPoints) {
         if (!std::isfinite(p.x()) || !std::isfinite(p.y()) || !std::isfinite(p.z()))
             VeskFuzz::fail("a reader returned a coordinate that is not finite");

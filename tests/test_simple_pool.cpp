@@ -133,6 +133,25 @@ TEST(SimplePool, ResetFreesAllButTheFirstContainerAndRestartsThere)
     EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512, 512}));
 }
 
+TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
+{
+    SimplePool<Small> pool;
+    pool.init(3, -1);
+    for (int numRequests : {700, 2, 90}) {
+        const std::vector<Small*> vRecords = requestRecords(pool, numRequests);
+        ASSERT_EQ(pool.getNumRecords(), vRecords.size());
+        for (size_t i = 0; i < vRecords.size(); ++i) ASSERT_EQ(pool.getPosition(vRecords[i]), i);
+        // A record not handed out yet, and one from elsewhere, have no position.
+        testing::internal::CaptureStdout();
+        EXPECT_THROW(pool.getPosition(vRecords.back() + 1), VeskException);
+        const Small stranger{};
+        EXPECT_THROW(pool.getPosition(&stranger), VeskException);
+        testing::internal::GetCapturedStdout();
+        pool.reset();
+        EXPECT_EQ(pool.getNumRecords(), 0u);
+    }
+}
+
 TEST(SimplePool, ResetWithoutOverflowOnlyRewinds)
 {
     SimplePool<Small> pool;

@@ -101,13 +101,17 @@ public:
     size_t getPosition(const T* pRecord) const
     {
         const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(pRecord);
-        auto pAfter = std::upper_bound(vRangesByAddress.begin(), vRangesByAddress.end(), address,
-                                       [](std::uintptr_t a, const ContainerRange& range) { return a < range.begin; });
-        const bool bFromThisPool = pAfter != vRangesByAddress.begin() &&
-                                   (address - (pAfter - 1)->begin) / sizeof(T) < (pAfter - 1)->numRecords;
-        VESK_ASSERT(bFromThisPool);
-        const ContainerRange& range = *(pAfter - 1);
-        return range.firstPosition + (address - range.begin) / sizeof(T);
+        const auto pAfter = std::upper_bound(vRangesByAddress.begin(), vRangesByAddress.end(), address,
+                                             [](std::uintptr_t a, const ContainerRange& range) { return a < range.begin; });
+        size_t position = SIZE_MAX;
+        if (pAfter != vRangesByAddress.begin()) {
+            const ContainerRange& range = *(pAfter - 1);
+            const size_t offset = (address - range.begin) / sizeof(T);
+            if (offset < range.numRecords) position = range.firstPosition + offset;
+        }
+        const bool bHandedOut = position < getNumRecords();
+        VESK_ASSERT(bHandedOut);
+        return position;
     }
 
     // Read-only views for diagnostics and tests. Sizes keep their history across resets.

@@ -50,6 +50,11 @@ def run_vesk3d(vesk3d, args, cwd):
     result = subprocess.run([vesk3d, *args], cwd=cwd, capture_output=True, text=True)
     if result.returncode != 0:
         raise RuntimeError(f"vesk3d {' '.join(args)} failed ({result.returncode}): {result.stderr}")
+    summary_line = re.compile(r"(input|points read|distinct vertices|duplicates merged|tetrahedra|hull facets|check|output|"
+                              r"scene|time read|time triangulate|time check|time write) +\S")
+    stray = [line for line in result.stdout.splitlines() if not summary_line.match(line)]
+    check(not stray, f"vesk3d {' '.join(args)}: standard output holds more than the summary: {stray[:3]}")
+    check(result.stderr == "", f"vesk3d {' '.join(args)}: a successful run wrote to standard error: {result.stderr[:200]}")
     counts = dict(re.findall(r"^(points read|distinct vertices|tetrahedra|hull facets)\s+(\d+)$", result.stdout, re.M))
     return {key: int(value) for key, value in counts.items()}
 

@@ -176,8 +176,7 @@ TEST_F(CliTest, BadTextInputsNameFileLineAndFault)
         {"short.node", "5 3 0 0\n1 0 0 0\n2 1 0 0\n", "short.node:1: the header declares 5 points but the file ends after 2"},
         {"long.node", "1 3 0 0\n1 0 0 0\n2 1 0 0\n", "long.node:3: the header on line 1 declares 1 points; this line is one more"},
         {"flat.node", "1 2 0 0\n1 0 0\n", "flat.node:1: only 3D points can be read"},
-        {"faces.off", "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 1 2\n",
-         "faces.off:2: the header declares 4 vertices and 2 faces, but 1 lines follow the vertices"},
+        {"short.off", "OFF\n5 0 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n", "short.off:2: the header declares 5 points but the file ends after 4"},
         {"nokey.off", "4 0 0\n", "nokey.off:1: expected the OFF keyword"},
         {"badv.obj", "v 0 0 0\nvn 0 0 1\nv 1 0 zero\n", "badv.obj:3: malformed number 'zero' in column 4"},
         {"empty.xyz", "# nothing here\n\n", "empty.xyz: the file holds no points"},
@@ -265,6 +264,7 @@ TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
         {"a.xyz", "-o"},
         {"a.abc", "-o", "out.vtk"},
         {"a.xyz", "-o", "out.stl"},
+        {"-q", "-v", "a.xyz"},
     };
     for (const std::vector<std::string>& arguments : vMistakes) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -296,6 +296,73 @@ TEST_F(CliTest, SummaryCountsReadPointsDuplicatesTetrahedraAndHullFacets)
         EXPECT_NE(result.out.find(phase), std::string::npos) << phase;
     EXPECT_EQ(get("out.vtk").rfind("# vtk DataFile Version", 0), 0u);
     EXPECT_EQ(listing(), (std::set<std::string>{"points.xyz", "out.vtk"}));
+}
+
+TEST_F(CliTest, StandardOutputIsExactlyTheSummary)
+{
+    const std::vector<std::string> vLabels = {"input",      "points read", "distinct vertices", "duplicates merged",
+                                              "tetrahedra", "hull facets", "check",             "output",
+                                              "time read",  "time triangulate", "time check",   "time write"};
+    auto expectSummaryOnly = [&vLabels](const std::string& out) {
+        std::istringstream lines(out);
+        std::string line;
+        for (const std::string& label : vLabels) {
+            ASSERT_TRUE(std::getline(lines, line)) << "missing " << label;
+            EXPECT_EQ(line.substr(0, 20), label + std::string(20 - label.size(), ' '));
+            EXPECT_GT(line.size(), 20u);
+        }
+        EXPECT_FALSE(std::getline(lines, line)) << "after the summary: " << line;
+    };
+    const CliResult plain = run({"--random", "3000", "--check", "-o", "out.vtu"});
+    ASSERT_EQ(plain.status, 0) << plain.err;
+    expectSummaryOnly(plain.out);
+    EXPECT_EQ(plain.err, "");
+
+    // The library's lines go to standard error, in the order it prints them.
+    const CliResult verbose = run({"--random", "3000", "--check", "-v", "-o", "out.vtu"});
+    ASSERT_EQ(verbose.status, 0) << verbose.err;
+    expectSummaryOnly(verbose.out);
+    const size_t batch = verbose.err.find("\nnumPoints=3000\n");
+    const size_t verdict = verbose.err.find("\n** CheckValidity at (vesk3d --check) has been finished, seems OK\n");
+    EXPECT_NE(batch, std::string::npos) << verbose.err;
+    EXPECT_NE(verdict, std::string::npos) << verbose.err;
+    EXPECT_LT(batch, verdict);
+}
+
+TEST_F(CliTest, LibraryLinesAreShownWhenTheRunFails)
+{
+    put("flat.xyz", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n");
+    const CliResult failed = run({"flat.xyz"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, "");
+    EXPECT_EQ(failed.err, "numPoints=5\nvesk3d: error: flat.xyz: no tetrahedron: fewer than four distinct points, or all of "
+                          "them in one plane\n");
+}
+
+TEST_F(CliTest, CountsOfWhatIsNotReadOnlyWarn)
+{
+    // A cube with three more vertices, whose header counts 7 faces where 8 follow.
+    std::string off = "OFF\n11 7 0\n";
+    for (const char* vertex : {"0 0 0", "1 0 0", "0 1 0", "1 1 0", "0 0 1", "1 0 1", "0 1 1", "1 1 1", "2 2 2", "3 0 0", "0 3 0"})
+        off += std::string(vertex) + "\n";
+    for (int face = 0; face < 8; ++face) off += "3 0 1 " + std::to_string(face + 2) + "\n";
+    put("cube.off", off);
+    // Points 2 and 4 lack the attribute and the marker that the header declares.
+    put("marks.node", "5 3 1 1\n1 0 0 0 9.5 1\n2 1 0 0\n3 0 1 0 9.5 0\n4 0 0 1 9.5\n5 2 2 2 9.5 1\n");
+    const std::vector<std::pair<std::string, std::string>> vCases = {
+        {"cube.off", "cube.off:2: the header declares 11 vertices and 7 faces, but 8 lines follow the vertices; the faces are "
+                     "not read"},
+        {"marks.node", "marks.node:3: 4 values where the header on line 1 declares 1 attribute and 1 boundary marker after "
+                       "the coordinates (2 point lines differ); attributes and markers are not read"},
+    };
+    for (const auto& [name, warning] : vCases) {
+        SCOPED_TRACE(name);
+        const CliResult result = run({name});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, "vesk3d: warning: " + warning + "\n");
+        EXPECT_EQ(summaryNumber(result.out, "points read"), name == "cube.off" ? 11 : 5);
+        EXPECT_EQ(run({"-q", name}).err, "");
+    }
 }
 
 TEST_F(CliTest, QuietSilencesSummaryAndLibraryButNotErrors)
