@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test in both configurations: "DEBUG" (standard assertions active,
 # AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one (where valgrind's
-# memcheck also watches two programs); then runs each fuzz target for a minute.
+# memcheck also watches two programs); then builds, installs and tests the Python package; then
+# runs each fuzz target for a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -18,6 +19,17 @@ for config in Debug Release; do
   echo "=== ${config} tests ==="
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1500) || status=1
 done
+# Debian's Python packages belong to /usr/bin/python3 (another python3 may come first on the PATH):
+# a virtual environment made from it sees them, and pip builds offline with its build tools. Any
+# pytest failure, "no tests ran" included, fails the run.
+echo "=== Python package ==="
+venv=build/python-venv
+/usr/bin/python3 -m venv --system-site-packages "$venv"
+if "$venv/bin/pip" install --no-build-isolation --no-index --disable-pip-version-check .; then
+  "$venv/bin/python" -m pytest -p no:cacheprovider || status=1
+else
+  status=1
+fi
 # A short run of every fuzz target on its corpus, after replaying the inputs of past findings.
 bash fuzz/run_fuzzers.sh 60 || status=1
 exit $status
