@@ -1,6 +1,7 @@
 #include "Dt3.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -712,10 +713,29 @@ void Dt3::getAllTetrahedra(std::vector<Tet3*>& vTet) const
         messageStream(MESSAGE_WARNING) << "Dt3::getAllTetrahedra(), oneTet==NULL" << std::endl;
         return;
     }
+    // Reserved whole (live records are at most all records): no copying while the list grows.
+    vTet.reserve(tetPool.getNumRecords());
     vTet.push_back(pSeed);
     tetPool.forEachRecord([&](Tet3* pTet) {
         if (!pTet->hasBeenVisited && pTet != pSeed) vTet.push_back(pTet);
     });
+}
+
+std::vector<int> Dt3::listingIndexByPosition(size_t& numLive) const
+{
+    VESK_ASSERT(tetPool.getNumRecords()<=INT_MAX);
+    std::vector<int> vIndexAt(tetPool.getNumRecords(), -1);
+    numLive = 0;
+    const Tet3* pSeed = firstLiveVertexTet();
+    if (pSeed == nullptr) return vIndexAt;
+    size_t position = 0;
+    int nextIndex = 1;
+    tetPool.forEachRecord([&](const Tet3* pTet) {
+        if (!pTet->hasBeenVisited) vIndexAt[position] = pTet == pSeed ? 0 : nextIndex++;
+        ++position;
+    });
+    numLive = static_cast<size_t>(nextIndex);
+    return vIndexAt;
 }
 
 void Dt3::getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets) const

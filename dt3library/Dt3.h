@@ -59,6 +59,10 @@ public:
     const GeomTest3& getPredicates() const { return predicates; }
     // The pools of every tetrahedron and vertex record, for numbering records by pool position.
     const SimplePool<Tet3>& getTetPool() const { return tetPool; }
+    // The index of every live tetrahedron in getAllTetrahedra's order, by pool position (-1 for the
+    // records that are not in the mesh); numLive receives their count. Numbers a flat export
+    // without a list of millions of pointers.
+    std::vector<int> listingIndexByPosition(size_t& numLive) const;
     const SimplePool<Point3>& getVertexPool() const { return registry.getVertexPool(); }
 
     // Diagnostics. checkValidity tests every facet for a neighbour vertex strictly beyond it and,

@@ -111,18 +111,24 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
     for (const Point3* pVertex : vVertices)
         arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
 
-    const std::vector<Tet3*> vTets = liveTetrahedra(*pDt);
-    arrays.vTetCorners.resize(4 * vTets.size());
-    for (size_t t = 0; t < vTets.size(); ++t)
-        for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexNumbering.indexOf(vTets[t]->getCorner(i));
-
+    // One pass over the pool, rows written at each record's index: no list of the tetrahedra.
+    size_t numTets = 0;
+    const std::vector<int> vTetIndexAt = pDt->listingIndexByPosition(numTets);
+    const SimplePool<Tet3>& tetPool = pDt->getTetPool();
+    arrays.vTetCorners.resize(4 * numTets);
     arrays.vTetNeighbors.clear();
-    if (bWithNeighbors) {
-        const RecordNumbering<Tet3> tetNumbering(pDt->getTetPool(), vTets);
-        arrays.vTetNeighbors.resize(4 * vTets.size());
-        for (size_t t = 0; t < vTets.size(); ++t)
-            for (int i = 0; i < 4; ++i) arrays.vTetNeighbors[4 * t + i] = tetNumbering.indexOf(vTets[t]->getOppTet(i));
-    }
+    if (bWithNeighbors) arrays.vTetNeighbors.resize(4 * numTets);
+    size_t position = 0;
+    tetPool.forEachRecord([&](const Tet3* pTet) {
+        const int t = vTetIndexAt[position++];
+        if (t < 0) return;
+        for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexNumbering.indexOf(pTet->getCorner(i));
+        if (!bWithNeighbors) return;
+        for (int i = 0; i < 4; ++i) {
+            const Tet3* pNeighbor = pTet->getOppTet(i);
+            arrays.vTetNeighbors[4 * t + i] = pNeighbor == nullptr ? -1 : vTetIndexAt[tetPool.getPosition(pNeighbor)];
+        }
+    });
 
     arrays.vInputVertices.resize(vLastBatchVertices.size());
     for (size_t k = 0; k < vLastBatchVertices.size(); ++k)
@@ -131,10 +137,12 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
 
 void Vesk_3D::locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIndices)
 {
-    const std::vector<Tet3*> vTets = liveTetrahedra(*pDt);
-    const RecordNumbering<Tet3> tetNumbering(pDt->getTetPool(), vTets);
-    for (size_t k = 0; k < numPoints; ++k)
-        pTetIndices[k] = tetNumbering.indexOf(pDt->locate(Point3(pXyz[3 * k], pXyz[3 * k + 1], pXyz[3 * k + 2])));
+    size_t numTets = 0;
+    const std::vector<int> vTetIndexAt = pDt->listingIndexByPosition(numTets);
+    for (size_t k = 0; k < numPoints; ++k) {
+        const Tet3* pTet = pDt->locate(Point3(pXyz[3 * k], pXyz[3 * k + 1], pXyz[3 * k + 2]));
+        pTetIndices[k] = pTet == nullptr ? -1 : vTetIndexAt[pDt->getTetPool().getPosition(pTet)];
+    }
 }
 
 bool Vesk_3D::checkValidity(const std::string& name, bool checkSphereInclusion) const
