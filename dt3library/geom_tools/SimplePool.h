@@ -120,7 +120,9 @@ private:
         // An empty container would hand out memory past its end.
         VESK_ASSERT(n>0);
         vSizes.push_back(n);
-        T* pBlock = static_cast<T*>(std::malloc(static_cast<size_t>(n) * sizeof(T)));
+        // Cache-line aligned, so that records of a line's size never straddle two lines.
+        const size_t numBytes = (static_cast<size_t>(n) * sizeof(T) + cacheLine - 1) / cacheLine * cacheLine;
+        T* pBlock = static_cast<T*>(std::aligned_alloc(cacheLine, numBytes));
         if (pBlock == nullptr)
             poolDetail::dieAfterMessage("SimplePool::alloc(..)", "Out of memory, sorry");
         vContainers.push_back(pBlock);
@@ -136,6 +138,8 @@ private:
         noGrowth = true;
         vContainers.clear();
     }
+
+    static constexpr size_t cacheLine = 64;
 
     std::vector<T*> vContainers;
     std::vector<int> vSizes;
