@@ -98,7 +98,7 @@ void printFourPoints(const Point3* a, const Point3* b, const Point3* c, const Po
 } // namespace
 
 Dt3::Dt3(Vesk_3D* pOwner_)
-    : facetStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
+    : insertionStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
       numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false)
 {
     tetPool.init(28, -1);
@@ -222,6 +222,16 @@ Tet3* Dt3::createTet(Point3* a, Point3* b, Point3* c, Point3* d)
     return ret;
 }
 
+// A tetrahedron next to several facets of the cavity is tested once per insertion: an outside
+// answer is remembered until the stamp advances.
+VESK_HOT_INLINE bool Dt3::conflicts(Tet3* pTet, const Point3* pVtx)
+{
+    if (pTet->outsideMark == insertionStamp) return false;
+    if (predicates.sphereInclusionTest(pTet, pVtx) != SIC_OUTSIDE) return true;
+    pTet->outsideMark = insertionStamp;
+    return false;
+}
+
 void Dt3::doom(Tet3* pTet)
 {
     pTet->hasBeenVisited = true;
@@ -235,7 +245,7 @@ Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pCurTet)
 {
     VESK_ASSERT(!pCurTet->hasBeenVisited);
     VESK_ASSERT(numStoredTCS==0);
-    startFacetGluing();
+    advanceInsertionStamp();
 
     const int locateResult = locateConflictTet(pVtx, pCurTet);
     VESK_ASSERT(locateResult!=-99);
@@ -278,7 +288,7 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
             Tet3* pOpp = pTet->getOppTet(k);
             if (pOpp != nullptr) {
                 if (pOpp->hasBeenVisited) continue;
-                if (predicates.sphereInclusionTest(pOpp, pVtx) != SIC_OUTSIDE) {
+                if (conflicts(pOpp, pVtx)) {
                     doom(pOpp);
                     vStack.push_back(pOpp);
                     continue;
@@ -327,7 +337,7 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
     vConflictTets.clear();
     vCapTets.clear();
     for (Tet3* pTet : vStack) {
-        if (predicates.sphereInclusionTest(pTet, pVtx) != SIC_OUTSIDE) {
+        if (conflicts(pTet, pVtx)) {
             doom(pTet);
             vConflictTets.push_back(pTet);
         } else {
@@ -342,7 +352,7 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
         for (int k = 0; k < 4; ++k) {
             Tet3* pOpp = pTet->getOppTet(k);
             if (pOpp == nullptr || pOpp->hasBeenVisited) continue;
-            if (predicates.sphereInclusionTest(pOpp, pVtx) != SIC_OUTSIDE) {
+            if (conflicts(pOpp, pVtx)) {
                 doom(pOpp);
                 vConflictTets.push_back(pOpp);
                 vStack.push_back(pOpp);
@@ -476,8 +486,8 @@ VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTe
     const size_t mask = vFacetTable.size() - 1;
     for (size_t i = facetSlot(pFirst, pSecond, facetShift);; i = (i + 1) & mask) {
         TwoTetStruct& slot = vFacetTable[i];
-        if (slot.stamp != facetStamp) {
-            slot = TwoTetStruct{pFirst, pSecond, pTet, index, facetStamp};
+        if (slot.stamp != insertionStamp) {
+            slot = TwoTetStruct{pFirst, pSecond, pTet, index, insertionStamp};
             ++numStoredTCS;
             if (2 * ++numFacetSlotsUsed > vFacetTable.size()) growFacetTable();
             return;
@@ -492,13 +502,15 @@ VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTe
     }
 }
 
-// Advancing the stamp frees every slot at once; only a wrapped stamp needs a real clear.
-void Dt3::startFacetGluing()
+// Advancing the stamp frees every facet slot and forgets every outside mark at once; only a
+// wrapped stamp needs a real clear.
+void Dt3::advanceInsertionStamp()
 {
     numFacetSlotsUsed = 0;
-    if (++facetStamp != 0) return;
+    if (++insertionStamp != 0) return;
     for (TwoTetStruct& slot : vFacetTable) slot.stamp = 0;
-    facetStamp = 1;
+    tetPool.forEachRecord([](Tet3* pTet) { pTet->outsideMark = 0; });
+    insertionStamp = 1;
 }
 
 // Keeps the table at most half full, so probes stay short even for the huge cavities of
@@ -511,9 +523,9 @@ void Dt3::growFacetTable()
     const size_t mask = vFacetTable.size() - 1;
     numFacetSlotsUsed = 0;
     for (const TwoTetStruct& facet : vOld) {
-        if (facet.stamp != facetStamp || facet.pTet == nullptr) continue;
+        if (facet.stamp != insertionStamp || facet.pTet == nullptr) continue;
         size_t i = facetSlot(facet.pFirst, facet.pSecond, facetShift);
-        while (vFacetTable[i].stamp == facetStamp) i = (i + 1) & mask;
+        while (vFacetTable[i].stamp == insertionStamp) i = (i + 1) & mask;
         vFacetTable[i] = facet;
         ++numFacetSlotsUsed;
     }

@@ -16,7 +16,7 @@ const std::pair<int, int> Tet3::aFacetEdgeIndices[12] = {
     {0, 3}, {3, 1}, {1, 0}, //
     {0, 1}, {1, 2}, {2, 0}};
 
-Tet3::Tet3() : hasBeenVisited(false), aLinkBytes{}, label(runningLabel++), customIndex(-1)
+Tet3::Tet3() : hasBeenVisited(false), aLinkBytes{}, label(runningLabel++), customIndex(-1), outsideMark(0)
 {
     std::cout << "Tet default constructor (is actually not called)" << std::endl;
 }

@@ -39,6 +39,7 @@ public:
         std::memset(aLinkBytes + linkShift / 8 + 4 * linkBytes, 0, 4 * linkBytes);
         hasBeenVisited = false;
         customIndex = -1;
+        outsideMark = 0;
     }
 
     int getLabel() const { return label; }
@@ -160,8 +161,10 @@ private:
     unsigned char aLinkBytes[linkShift / 8 + 8 * linkBytes];
     int label;
     int customIndex;
-    // Pads the record to the full cache line.
-    int unused;
+    // The insertion whose conflict search found this tetrahedron outside the new vertex's sphere;
+    // the engine's business, so that it tests every neighbour of a cavity once.
+    unsigned outsideMark;
+    friend class Dt3;
 };
 
 #if defined(__BYTE_ORDER__)
