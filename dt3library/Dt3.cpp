@@ -306,20 +306,18 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
 VESK_HOT_INLINE Tet3* Dt3::fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet)
 {
     const int* corners = cavityCorners[face];
-    Tet3* pNewTet = createTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
-                              pDoomedTet->getCorner(corners[2]));
+    Tet3* pNewTet = createJoinedTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
+                                    pDoomedTet->getCorner(corners[2]));
     if (pOppTet != nullptr) registerTets(pNewTet, 0, pOppTet, pOppTet->getIntraTetIndex(pDoomedTet));
-    registerSideFacets(pNewTet);
     return pNewTet;
 }
 
 Tet3* Dt3::createCap(Point3* pVtx, Tet3* pHullTet, int face)
 {
     const int* corners = capCorners[face];
-    Tet3* pCap = createTet(pVtx, pHullTet->getCorner(corners[0]), pHullTet->getCorner(corners[1]),
-                           pHullTet->getCorner(corners[2]));
+    Tet3* pCap = createJoinedTet(pVtx, pHullTet->getCorner(corners[0]), pHullTet->getCorner(corners[1]),
+                                 pHullTet->getCorner(corners[2]));
     registerTets(pCap, 0, pHullTet, face);
-    registerSideFacets(pCap);
     return pCap;
 }
 
@@ -460,10 +458,19 @@ VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int 
     toTet->setOppTet(jth, fromTet);
 }
 
-VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet)
+// The tetrahedron (pVtx, a, b, c) with its side facets offered to its siblings. The corners travel
+// in registers: loading them back from the record just written would stall on its packed stores.
+VESK_HOT_INLINE Tet3* Dt3::createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c)
+{
+    Tet3* pNewTet = createTet(pVtx, a, b, c);
+    registerSideFacets(pNewTet, a, b, c);
+    return pNewTet;
+}
+
+VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3)
 {
     int aIndex[3] = {1, 2, 3};
-    Point3* aCorner[3] = {pNewTet->getCorner(1), pNewTet->getCorner(2), pNewTet->getCorner(3)};
+    Point3* aCorner[3] = {p1, p2, p3};
     // Order the three old corners by address; the facet opposite each is named by the other two.
     auto orderPair = [&](int a, int b) {
         if (aCorner[b] < aCorner[a]) {

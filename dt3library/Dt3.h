@@ -84,7 +84,9 @@ private:
 
     // Neighbour registration through the facet hash.
     void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);
-    void registerSideFacets(Tet3* pNewTet);
+    Tet3* createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c);
+    // p1, p2, p3: the new tetrahedron's corners 1, 2, 3.
+    void registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3);
     void storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
     void advanceInsertionStamp();
     void growFacetTable();
