@@ -98,7 +98,7 @@ void printFourPoints(const Point3* a, const Point3* b, const Point3* c, const Po
 } // namespace
 
 Dt3::Dt3(Vesk_3D* pOwner_)
-    : facetStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
+    : insertionStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
       numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false)
 {
     tetPool.init(28, -1);
@@ -222,6 +222,16 @@ Tet3* Dt3::createTet(Point3* a, Point3* b, Point3* c, Point3* d)
     return ret;
 }
 
+// A tetrahedron next to several facets of the cavity is tested once per insertion: an outside
+// answer is remembered until the stamp advances.
+VESK_HOT_INLINE bool Dt3::conflicts(Tet3* pTet, const Point3* pVtx)
+{
+    if (pTet->outsideMark == insertionStamp) return false;
+    if (predicates.sphereInclusionTest(pTet, pVtx) != SIC_OUTSIDE) return true;
+    pTet->outsideMark = insertionStamp;
+    return false;
+}
+
 void Dt3::doom(Tet3* pTet)
 {
     pTet->hasBeenVisited = true;
@@ -235,7 +245,7 @@ Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pCurTet)
 {
     VESK_ASSERT(!pCurTet->hasBeenVisited);
     VESK_ASSERT(numStoredTCS==0);
-    startFacetGluing();
+    advanceInsertionStamp();
 
     const int locateResult = locateConflictTet(pVtx, pCurTet);
     VESK_ASSERT(locateResult!=-99);
@@ -278,7 +288,7 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
             Tet3* pOpp = pTet->getOppTet(k);
             if (pOpp != nullptr) {
                 if (pOpp->hasBeenVisited) continue;
-                if (predicates.sphereInclusionTest(pOpp, pVtx) != SIC_OUTSIDE) {
+                if (conflicts(pOpp, pVtx)) {
                     doom(pOpp);
                     vStack.push_back(pOpp);
                     continue;
@@ -296,20 +306,18 @@ Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
 VESK_HOT_INLINE Tet3* Dt3::fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet)
 {
     const int* corners = cavityCorners[face];
-    Tet3* pNewTet = createTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
-                              pDoomedTet->getCorner(corners[2]));
+    Tet3* pNewTet = createJoinedTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
+                                    pDoomedTet->getCorner(corners[2]));
     if (pOppTet != nullptr) registerTets(pNewTet, 0, pOppTet, pOppTet->getIntraTetIndex(pDoomedTet));
-    registerSideFacets(pNewTet);
     return pNewTet;
 }
 
 Tet3* Dt3::createCap(Point3* pVtx, Tet3* pHullTet, int face)
 {
     const int* corners = capCorners[face];
-    Tet3* pCap = createTet(pVtx, pHullTet->getCorner(corners[0]), pHullTet->getCorner(corners[1]),
-                           pHullTet->getCorner(corners[2]));
+    Tet3* pCap = createJoinedTet(pVtx, pHullTet->getCorner(corners[0]), pHullTet->getCorner(corners[1]),
+                                 pHullTet->getCorner(corners[2]));
     registerTets(pCap, 0, pHullTet, face);
-    registerSideFacets(pCap);
     return pCap;
 }
 
@@ -327,7 +335,7 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
     vConflictTets.clear();
     vCapTets.clear();
     for (Tet3* pTet : vStack) {
-        if (predicates.sphereInclusionTest(pTet, pVtx) != SIC_OUTSIDE) {
+        if (conflicts(pTet, pVtx)) {
             doom(pTet);
             vConflictTets.push_back(pTet);
         } else {
@@ -342,7 +350,7 @@ Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
         for (int k = 0; k < 4; ++k) {
             Tet3* pOpp = pTet->getOppTet(k);
             if (pOpp == nullptr || pOpp->hasBeenVisited) continue;
-            if (predicates.sphereInclusionTest(pOpp, pVtx) != SIC_OUTSIDE) {
+            if (conflicts(pOpp, pVtx)) {
                 doom(pOpp);
                 vConflictTets.push_back(pOpp);
                 vStack.push_back(pOpp);
@@ -450,10 +458,19 @@ VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int 
     toTet->setOppTet(jth, fromTet);
 }
 
-VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet)
+// The tetrahedron (pVtx, a, b, c) with its side facets offered to its siblings. The corners travel
+// in registers: loading them back from the record just written would stall on its packed stores.
+VESK_HOT_INLINE Tet3* Dt3::createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c)
+{
+    Tet3* pNewTet = createTet(pVtx, a, b, c);
+    registerSideFacets(pNewTet, a, b, c);
+    return pNewTet;
+}
+
+VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3)
 {
     int aIndex[3] = {1, 2, 3};
-    Point3* aCorner[3] = {pNewTet->getCorner(1), pNewTet->getCorner(2), pNewTet->getCorner(3)};
+    Point3* aCorner[3] = {p1, p2, p3};
     // Order the three old corners by address; the facet opposite each is named by the other two.
     auto orderPair = [&](int a, int b) {
         if (aCorner[b] < aCorner[a]) {
@@ -476,8 +493,8 @@ VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTe
     const size_t mask = vFacetTable.size() - 1;
     for (size_t i = facetSlot(pFirst, pSecond, facetShift);; i = (i + 1) & mask) {
         TwoTetStruct& slot = vFacetTable[i];
-        if (slot.stamp != facetStamp) {
-            slot = TwoTetStruct{pFirst, pSecond, pTet, index, facetStamp};
+        if (slot.stamp != insertionStamp) {
+            slot = TwoTetStruct{pFirst, pSecond, pTet, index, insertionStamp};
             ++numStoredTCS;
             if (2 * ++numFacetSlotsUsed > vFacetTable.size()) growFacetTable();
             return;
@@ -492,13 +509,15 @@ VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTe
     }
 }
 
-// Advancing the stamp frees every slot at once; only a wrapped stamp needs a real clear.
-void Dt3::startFacetGluing()
+// Advancing the stamp frees every facet slot and forgets every outside mark at once; only a
+// wrapped stamp needs a real clear.
+void Dt3::advanceInsertionStamp()
 {
     numFacetSlotsUsed = 0;
-    if (++facetStamp != 0) return;
+    if (++insertionStamp != 0) return;
     for (TwoTetStruct& slot : vFacetTable) slot.stamp = 0;
-    facetStamp = 1;
+    tetPool.forEachRecord([](Tet3* pTet) { pTet->outsideMark = 0; });
+    insertionStamp = 1;
 }
 
 // Keeps the table at most half full, so probes stay short even for the huge cavities of
@@ -511,9 +530,9 @@ void Dt3::growFacetTable()
     const size_t mask = vFacetTable.size() - 1;
     numFacetSlotsUsed = 0;
     for (const TwoTetStruct& facet : vOld) {
-        if (facet.stamp != facetStamp || facet.pTet == nullptr) continue;
+        if (facet.stamp != insertionStamp || facet.pTet == nullptr) continue;
         size_t i = facetSlot(facet.pFirst, facet.pSecond, facetShift);
-        while (vFacetTable[i].stamp == facetStamp) i = (i + 1) & mask;
+        while (vFacetTable[i].stamp == insertionStamp) i = (i + 1) & mask;
         vFacetTable[i] = facet;
         ++numFacetSlotsUsed;
     }

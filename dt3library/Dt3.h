@@ -80,6 +80,7 @@ private:
     Tet3* insertInsideHull(Point3* pVtx, Tet3* pLocated);
     Tet3* insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI);
     void collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFace);
+    bool conflicts(Tet3* pTet, const Point3* pVtx);
     void doom(Tet3* pTet);
     Tet3* fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet);
     Tet3* createCap(Point3* pVtx, Tet3* pHullTet, int face);
@@ -90,9 +91,11 @@ private:
 
     // Neighbour registration through the facet hash.
     void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);
-    void registerSideFacets(Tet3* pNewTet);
+    Tet3* createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c);
+    // p1, p2, p3: the new tetrahedron's corners 1, 2, 3.
+    void registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3);
     void storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
-    void startFacetGluing();
+    void advanceInsertionStamp();
     void growFacetTable();
     void checkAllFacetsGlued();
 
@@ -101,7 +104,8 @@ private:
     std::vector<Tet3*> vRecycledTets;
     // Pending side facets of the current insertion (open addressing, power-of-two size).
     std::vector<TwoTetStruct> vFacetTable;
-    unsigned facetStamp;
+    // Advances at every insertion: frees the facet slots and the tetrahedra's outside marks at once.
+    unsigned insertionStamp;
     int facetShift;
     size_t numFacetSlotsUsed;
     int numStoredTCS;

@@ -82,6 +82,15 @@ int largestExponent(const Bbox3& box)
 // Points this far above the frame's unit would overflow it: the frame moves before they enter.
 constexpr int largestExponentInFrame = 60;
 
+// Appends the group's vertices by input index (the first input point of each) and empties it.
+void appendInInputOrder(std::vector<std::pair<size_t, Point3*>>& vGroup, std::vector<Point3*>& vNewVertices)
+{
+    std::sort(vGroup.begin(), vGroup.end());
+    for (const auto& indexAndVertex : vGroup)
+        vNewVertices.push_back(indexAndVertex.second);
+    vGroup.clear();
+}
+
 Tet3* incidentTet(const IdxVtx& entry)
 {
     const Point3* pVtx = entry.pVtx;
@@ -146,8 +155,10 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
 
     const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints);
     // Reserved whole: growing it step by step would leave its discarded buffers as holes in the heap.
-    std::vector<NewRun> vNewRuns;
-    vNewRuns.reserve(vCandidates.size());
+    std::vector<IdxVtx> vNewEntries;
+    vNewEntries.reserve(vCandidates.size());
+    // The new vertices of one key: the set orders them by coordinates, vNewVertices by input order.
+    std::vector<std::pair<size_t, Point3*>> vKeyGroup;
     for (size_t first = 0, last; first < vCandidates.size(); first = last) {
         const Candidate& head = vCandidates[first];
         const Point3& p = vPoints[head.index];
@@ -156,33 +167,22 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
                 break;
         }
         const Pos pos = lowerBound(head.key, &p);
+        Point3* pVtx;
         if (holdsPoint(pos, head.key, p)) {
-            for (size_t c = first; c < last; ++c)
-                vUserHandles[vCandidates[c].index] = entryAt(pos).pVtx;
+            pVtx = entryAt(pos).pVtx;
         } else {
-            vNewRuns.push_back({IdxVtx{head.key, nullptr}, head.index, first, last});
+            // Created in set order: curve neighbours end up next to each other in memory. The set
+            // itself changes only in the merge below, so the look-ups above stay valid.
+            vNewEntries.push_back(newEntry(p, head.key));
+            pVtx = vNewEntries.back().pVtx;
+            vKeyGroup.emplace_back(head.index, pVtx);
         }
+        for (size_t c = first; c < last; ++c)
+            vUserHandles[vCandidates[c].index] = pVtx;
+        if (last == vCandidates.size() || vCandidates[last].key != head.key)
+            appendInInputOrder(vKeyGroup, vNewVertices);
     }
-
-    // The runs are in set order, and so are the new vertex records: curve neighbours end up next
-    // to each other in memory.
-    for (NewRun& run : vNewRuns) {
-        run.entry = newEntry(vPoints[run.index], run.entry.hilbertIndex);
-        for (size_t c = run.first; c < run.last; ++c)
-            vUserHandles[vCandidates[c].index] = run.entry.pVtx;
-    }
-    mergeEntries(vNewRuns);
-
-    // The set orders equal keys by coordinates; vNewVertices keeps them in input order. The runs
-    // are sorted by key already, so only groups of equal keys need sorting.
-    for (auto itGroup = vNewRuns.begin(); itGroup != vNewRuns.end();) {
-        const uint32_t key = itGroup->entry.hilbertIndex;
-        const auto itEnd = std::find_if(itGroup + 1, vNewRuns.end(),
-                                        [key](const NewRun& run) { return run.entry.hilbertIndex != key; });
-        std::sort(itGroup, itEnd, [](const NewRun& a, const NewRun& b) { return a.index < b.index; });
-        for (; itGroup != itEnd; ++itGroup)
-            vNewVertices.push_back(itGroup->entry.pVtx);
-    }
+    mergeEntries(vNewEntries);
 }
 
 Tet3* HC3::getStartTet(const Point3& p)
@@ -330,7 +330,7 @@ void HC3::collectEntries(std::vector<IdxVtx>& vEntries) const
 
 // Merges block by block into fresh blocks, freeing each old block once it is copied, so that no
 // copy of the whole set exists at any time. Old entries go first among equals, as in std::merge.
-void HC3::mergeEntries(const std::vector<NewRun>& vSortedNew)
+void HC3::mergeEntries(const std::vector<IdxVtx>& vSortedNew)
 {
     std::vector<std::vector<IdxVtx>> vOldBlocks;
     vOldBlocks.swap(vBlocks);
@@ -338,14 +338,14 @@ void HC3::mergeEntries(const std::vector<NewRun>& vSortedNew)
     auto itNew = vSortedNew.begin();
     for (std::vector<IdxVtx>& vOld : vOldBlocks) {
         for (const IdxVtx& old : vOld) {
-            for (; itNew != vSortedNew.end() && Func_ltIdxVtxPtr()(itNew->entry, old); ++itNew)
-                appendEntry(itNew->entry);
+            for (; itNew != vSortedNew.end() && Func_ltIdxVtxPtr()(*itNew, old); ++itNew)
+                appendEntry(*itNew);
             appendEntry(old);
         }
         std::vector<IdxVtx>().swap(vOld);
     }
     for (; itNew != vSortedNew.end(); ++itNew)
-        appendEntry(itNew->entry);
+        appendEntry(*itNew);
 }
 
 void HC3::appendEntry(const IdxVtx& entry)

@@ -85,15 +85,7 @@ private:
     }
     Pos insertAt(Pos pos, const IdxVtx& entry);
     Tet3* neighbourTet(Pos pos) const;
-    // Points of a batch with equal coordinates: their entry, the input index of the first of them,
-    // and their range in the batch's candidates.
-    struct NewRun {
-        IdxVtx entry;
-        size_t index;
-        size_t first, last;
-    };
-
-    void mergeEntries(const std::vector<NewRun>& vSortedNew);
+    void mergeEntries(const std::vector<IdxVtx>& vSortedNew);
     void appendEntry(const IdxVtx& entry);
     void collectEntries(std::vector<IdxVtx>& vEntries) const;
     void rebuildBlocks(const std::vector<IdxVtx>& vSorted);

@@ -15,7 +15,7 @@ const std::pair<int, int> Tet3::aFacetEdgeIndices[12] = {
     {0, 3}, {3, 1}, {1, 0}, //
     {0, 1}, {1, 2}, {2, 0}};
 
-Tet3::Tet3() : hasBeenVisited(false), label(runningLabel++), aVertexPointer{}, aOppTets{}, customIndex(-1)
+Tet3::Tet3() : hasBeenVisited(false), aLinkBytes{}, label(runningLabel++), customIndex(-1), outsideMark(0)
 {
     messageStream(MESSAGE_WARNING) << "Tet default constructor (is actually not called)" << std::endl;
 }
@@ -27,7 +27,8 @@ Tet3::Tet3(const Tet3&)
 
 bool Tet3::hasVertex(const Point3& p) const
 {
-    for (const Point3* pCorner : aVertexPointer) {
+    for (int i = 0; i < 4; ++i) {
+        const Point3* pCorner = getCorner(i);
         if (pCorner != nullptr && *pCorner == p) return true;
     }
     return false;
@@ -65,21 +66,21 @@ int Tet3::getIntraTetIndexInOppTetForReg(const Tet3* pT, int ith) const
         VESK_ASSERT(false);
         return -1;
     }
-    const Point3* p0 = pT->aVertexPointer[0];
-    const Point3* p1 = pT->aVertexPointer[1];
-    const Point3* p2 = pT->aVertexPointer[2];
-    const Point3* p3 = pT->aVertexPointer[3];
+    const Point3* p0 = pT->getCorner(0);
+    const Point3* p1 = pT->getCorner(1);
+    const Point3* p2 = pT->getCorner(2);
+    const Point3* p3 = pT->getCorner(3);
     int a, b, c;
     getFacetIndices(ith, a, b, c);
-    const Point3* const pFacetA = pT->aVertexPointer[a];
-    const Point3* const pFacetB = pT->aVertexPointer[b];
-    const Point3* const pFacetC = pT->aVertexPointer[c];
+    const Point3* const pFacetA = pT->getCorner(a);
+    const Point3* const pFacetB = pT->getCorner(b);
+    const Point3* const pFacetC = pT->getCorner(c);
     for (int k = 0; k < 4; ++k) {
-        const Point3* pd = aVertexPointer[k];
+        const Point3* pd = getCorner(k);
         if (pd != pFacetA && pd != pFacetB && pd != pFacetC) return k;
     }
     // Every corner lies on the facet: the two records cannot be neighbours.
-    const Point3* pd = aVertexPointer[3];
+    const Point3* pd = getCorner(3);
     switch (ith) {
     case 0: VESK_ASSERT(pd!=p1 && pd!=p2 && pd!=p3); break;
     case 1: VESK_ASSERT(pd!=p0 && pd!=p2 && pd!=p3); break;
@@ -92,8 +93,8 @@ int Tet3::getIntraTetIndexInOppTetForReg(const Tet3* pT, int ith) const
 Point3* Tet3::getOppVtxInOppTet(int ith, bool bNullAllowed) const
 {
     assert(range03(ith));
-    const Tet3* pNeighbor = aOppTets[ith];
-    if (pNeighbor != nullptr) return pNeighbor->aVertexPointer[pNeighbor->getIntraTetIndex(this)];
+    const Tet3* pNeighbor = getOppTet(ith);
+    if (pNeighbor != nullptr) return pNeighbor->getCorner(pNeighbor->getIntraTetIndex(this));
     if (!bNullAllowed) {
         error("Tet3::getOppVtxInOppTet", "no neighbor tet");
         VESK_ASSERT(false);
@@ -140,10 +141,10 @@ Edge3 Tet3::getEdge(int opp3ICI, int opp2ICI)
 
 Point3 Tet3::getCircumcenter() const
 {
-    const Point3& origin = *aVertexPointer[0];
-    const Vector3 a = *aVertexPointer[1] - origin;
-    const Vector3 b = *aVertexPointer[2] - origin;
-    const Vector3 c = *aVertexPointer[3] - origin;
+    const Point3& origin = *getCorner(0);
+    const Vector3 a = *getCorner(1) - origin;
+    const Vector3 b = *getCorner(2) - origin;
+    const Vector3 c = *getCorner(3) - origin;
     const Vector3 bc = b.cross(c);
     const Vector3 ca = c.cross(a);
     const Vector3 ab = a.cross(b);
@@ -156,7 +157,7 @@ Point3 Tet3::getCircumcenter() const
 int Tet3::debug_getOppTetIndex(int ith) const
 {
     assert(range03(ith));
-    if (aOppTets[ith] == nullptr) return -1;
+    if (getOppTet(ith) == nullptr) return -1;
     messageStream(MESSAGE_WARNING) << "Tet3::debug_getTetIndex(): Not implemented yet" << std::endl;
     return 0;
 }

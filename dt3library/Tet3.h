@@ -1,6 +1,8 @@
 #pragma once
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <utility>
 
@@ -25,17 +27,19 @@ public:
         // Bitwise or keeps the check nearly branch-free; the report stays out of line.
         if ((pI == nullptr) | (pJ == nullptr) | (pK == nullptr) | (pL == nullptr)) rejectNullCorner(pI, pJ, pK, pL);
         label = runningLabel++;
-        aVertexPointer[0] = pI;
-        aVertexPointer[1] = pJ;
-        aVertexPointer[2] = pK;
-        aVertexPointer[3] = pL;
+        storeLink(0, pI);
+        storeLink(1, pJ);
+        storeLink(2, pK);
+        storeLink(3, pL);
         pI->setOneTet(this);
         pJ->setOneTet(this);
         pK->setOneTet(this);
         pL->setOneTet(this);
-        for (Tet3*& pNeighbor : aOppTets) pNeighbor = nullptr;
+        // All four neighbours null, in one stretch of bytes.
+        std::memset(aLinkBytes + linkShift / 8 + 4 * linkBytes, 0, 4 * linkBytes);
         hasBeenVisited = false;
         customIndex = -1;
+        outsideMark = 0;
     }
 
     int getLabel() const { return label; }
@@ -45,58 +49,59 @@ public:
     Point3* getCorner(int ith) const
     {
         assert(range03(ith));
-        return aVertexPointer[ith];
+        return static_cast<Point3*>(loadLink(ith));
     }
     // Leaves the point's oneTet alone: the caller decides which tetrahedron a vertex remembers.
     void setCorner(int ith, Point3* p)
     {
         assert(range03(ith));
-        aVertexPointer[ith] = p;
+        storeLink(ith, p);
     }
     void getCorners(Point3*& p0, Point3*& p1, Point3*& p2, Point3*& p3) const
     {
-        p0 = aVertexPointer[0];
-        p1 = aVertexPointer[1];
-        p2 = aVertexPointer[2];
-        p3 = aVertexPointer[3];
+        p0 = getCorner(0);
+        p1 = getCorner(1);
+        p2 = getCorner(2);
+        p3 = getCorner(3);
     }
     bool hasVertex(const Point3* p) const
     {
-        return aVertexPointer[0] == p || aVertexPointer[1] == p || aVertexPointer[2] == p || aVertexPointer[3] == p;
+        return getCorner(0) == p || getCorner(1) == p || getCorner(2) == p || getCorner(3) == p;
     }
     // Compares coordinates, so an equal point that is not the vertex itself also counts.
     bool hasVertex(const Point3& p) const;
     int getIntraTetIndex(const Point3* pp) const
     {
-        if (aVertexPointer[0] == pp) return 0;
-        if (aVertexPointer[1] == pp) return 1;
-        if (aVertexPointer[2] == pp) return 2;
-        VESK_ASSERT(aVertexPointer[3]==pp);
+        if (getCorner(0) == pp) return 0;
+        if (getCorner(1) == pp) return 1;
+        if (getCorner(2) == pp) return 2;
+        // The condition keeps the text it has always been reported with.
+        if (getCorner(3) != pp) assertionFailed("aVertexPointer[3]==pp", __FILE__, __LINE__);
         return 3;
     }
 
     Tet3* getOppTet(int ith) const
     {
         assert(range03(ith));
-        return aOppTets[ith];
+        return static_cast<Tet3*>(loadLink(4 + ith));
     }
-    Tet3* getOppTet(const Point3* pp) const { return aOppTets[getIntraTetIndex(pp)]; }
+    Tet3* getOppTet(const Point3* pp) const { return getOppTet(getIntraTetIndex(pp)); }
     void setOppTet(int ith, Tet3* pC)
     {
         if (pC == this) reportSelfNeighbor(ith, pC);
         assert(range03(ith));
-        aOppTets[ith] = pC;
+        storeLink(4 + ith, pC);
     }
     // A pT that is not a neighbour means the links are broken; the process ends with exit code 1.
     int getIntraTetIndex(const Tet3* pT) const
     {
         for (int i = 0; i < 4; ++i) {
-            if (aOppTets[i] == pT) return i;
+            if (getOppTet(i) == pT) return i;
         }
         dieNotNeighbor(pT);
     }
     // Neighbour ith must exist.
-    int getIntraTetIndexInOppTet(int ith) const { return aOppTets[ith]->getIntraTetIndex(this); }
+    int getIntraTetIndexInOppTet(int ith) const { return getOppTet(ith)->getIntraTetIndex(this); }
     // For gluing before the back-link exists: this record's corner that is not on pT's facet ith.
     int getIntraTetIndexInOppTetForReg(const Tet3* pT, int ith) const;
     // The neighbour's corner opposite the shared facet; a missing neighbour is an error unless allowed.
@@ -134,14 +139,39 @@ private:
     // Facet i's directed edges in Facet3 order, so entry i*3+j starts at the facet's j-th corner.
     static const std::pair<int, int> aFacetEdgeIndices[12];
 
+    // Corners 0..3 and neighbours 0..3 are links 0..7, each kept as the low 48 bits of its address
+    // (every user-space address of the supported platforms fits), so that the whole record fills
+    // one 64-byte cache line. Link i takes bytes 2+6i..7+6i: an 8-byte load at 6i shifted right by
+    // 16 yields it, one load and one shift.
+    static constexpr int linkBytes = 6;
+    static constexpr int linkShift = 64 - 8 * linkBytes;
+    void* loadLink(int i) const
+    {
+        std::uint64_t bits;
+        std::memcpy(&bits, aLinkBytes + linkBytes * i, sizeof bits);
+        return reinterpret_cast<void*>(static_cast<std::uintptr_t>(bits >> linkShift));
+    }
+    void storeLink(int i, const void* p)
+    {
+        const std::uint64_t bits = reinterpret_cast<std::uintptr_t>(p);
+        assert(bits >> 8 * linkBytes == 0);
+        std::memcpy(aLinkBytes + linkBytes * i + linkShift / 8, &bits, linkBytes);
+    }
+
+    unsigned char aLinkBytes[linkShift / 8 + 8 * linkBytes];
     int label;
-    Point3* aVertexPointer[4];
-    Tet3* aOppTets[4];
     int customIndex;
+    // The insertion whose conflict search found this tetrahedron outside the new vertex's sphere;
+    // the engine's business, so that it tests every neighbour of a cavity once.
+    unsigned outsideMark;
+    friend class Dt3;
 };
 
-// The pool hands out records in blocks; keep the record at its intended footprint.
-static_assert(sizeof(void*) != 8 || sizeof(Tet3) == 80, "Tet3 must stay 80 bytes on 64-bit platforms");
+#if defined(__BYTE_ORDER__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "Tet3's packed links assume little-endian addresses");
+#endif
+// One record, one cache line: the pool aligns its containers to 64 bytes.
+static_assert(sizeof(void*) != 8 || sizeof(Tet3) == 64, "Tet3 must stay 64 bytes on 64-bit platforms");
 
 // Multi-line dump: identifier, address, visited flag and orientation, then each corner and neighbour.
 std::ostream& operator<<(std::ostream& os, const Tet3& tet);

@@ -145,7 +145,9 @@ private:
         // An empty container would hand out memory past its end.
         VESK_ASSERT(n>0);
         vSizes.push_back(n);
-        T* pBlock = static_cast<T*>(std::malloc(static_cast<size_t>(n) * sizeof(T)));
+        // Cache-line aligned, so that records of a line's size never straddle two lines.
+        const size_t numBytes = (static_cast<size_t>(n) * sizeof(T) + cacheLine - 1) / cacheLine * cacheLine;
+        T* pBlock = static_cast<T*>(std::aligned_alloc(cacheLine, numBytes));
         if (pBlock == nullptr)
             poolDetail::dieAfterMessage("SimplePool::alloc(..)", "Out of memory, sorry");
         vContainers.push_back(pBlock);
@@ -173,6 +175,8 @@ private:
         vContainers.clear();
         vRangesByAddress.clear();
     }
+
+    static constexpr size_t cacheLine = 64;
 
     struct ContainerRange {
         std::uintptr_t begin;
