@@ -7,7 +7,7 @@
 
 namespace VESK3D {
 
-int Tet3::runningLabel = 1000;
+std::atomic<int> Tet3::runningLabel{1000};
 
 const std::pair<int, int> Tet3::aFacetEdgeIndices[12] = {
     {1, 3}, {3, 2}, {2, 1}, //
@@ -15,7 +15,7 @@ const std::pair<int, int> Tet3::aFacetEdgeIndices[12] = {
     {0, 3}, {3, 1}, {1, 0}, //
     {0, 1}, {1, 2}, {2, 0}};
 
-Tet3::Tet3() : hasBeenVisited(false), aLinkBytes{}, label(runningLabel++), customIndex(-1), outsideMark(0)
+Tet3::Tet3() : hasBeenVisited(false), aLinkBytes{}, label(runningLabel.fetch_add(1, std::memory_order_relaxed)), customIndex(-1), outsideMark(0)
 {
     messageStream(MESSAGE_WARNING) << "Tet default constructor (is actually not called)" << std::endl;
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include <atomic>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +27,7 @@ public:
     {
         // Bitwise or keeps the check nearly branch-free; the report stays out of line.
         if ((pI == nullptr) | (pJ == nullptr) | (pK == nullptr) | (pL == nullptr)) rejectNullCorner(pI, pJ, pK, pL);
-        label = runningLabel++;
+        label = runningLabel.fetch_add(1, std::memory_order_relaxed);
         storeLink(0, pI);
         storeLink(1, pJ);
         storeLink(2, pK);
@@ -127,7 +128,9 @@ public:
     int debug_getOppTetIndex(int ith) const;
 
     bool hasBeenVisited;
-    static int runningLabel;
+    // The next label. Process-wide and atomic, so that engines in several threads never hand out
+    // the same label, and each thread's labels keep increasing.
+    static std::atomic<int> runningLabel;
 
 private:
     // Records are never copied; the message reveals an accidental copy.

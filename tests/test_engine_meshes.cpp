@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -290,4 +291,29 @@ TEST(EngineMeshes, NonFinitePointsAreRefusedBeforeAnythingChanges)
     mesh.dt->getVertices(vVertices);
     EXPECT_EQ(vVertices.size(), 27u);
     EXPECT_EQ(tetrahedraAsCoordinates(*mesh.dt), vBefore);
+}
+
+// Engines share nothing but the process-wide label counter: two of them in two threads build what
+// each builds alone (a racy counter once let a thread's labels run backwards, which reordered the
+// hull facets a vertex sees).
+TEST(EngineMeshes, TwoEnginesInTwoThreadsBuildWhatEachBuildsAlone)
+{
+    const Points vFirst = uniformCube(3000, 31), vSecond = withDuplicates(nearSphere(2000, 32), 33, 0.1);
+    // Standard output cannot be captured from two threads: the engines' lines go to a sink instead.
+    VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
+    const auto alone = [](Points vPoints) {
+        VESK3D::Vesk_3D dt;
+        dt.insert(vPoints);
+        return tetrahedraAsCoordinates(dt);
+    };
+    const auto expectedFirst = alone(vFirst), expectedSecond = alone(vSecond);
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::array<double, 12>> first, second;
+        std::thread other([&] { second = alone(vSecond); });
+        first = alone(vFirst);
+        other.join();
+        EXPECT_EQ(first, expectedFirst);
+        EXPECT_EQ(second, expectedSecond);
+    }
+    VESK3D::setMessageSink(nullptr);
 }
