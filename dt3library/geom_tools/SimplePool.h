@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "tools.h"
@@ -72,7 +73,7 @@ public:
         if (noGrowth)
             return;
         for (size_t i = 1; i < vContainers.size(); ++i)
-            std::free(vContainers[i]);
+            freeContainer(vContainers[i]);
         vContainers.resize(1);
         vRangesByAddress.assign(1, ContainerRange{reinterpret_cast<std::uintptr_t>(vContainers.front()), 0, size_t(initialSize)});
         firstPositionOfCurrent = 0;
@@ -146,8 +147,7 @@ private:
         VESK_ASSERT(n>0);
         vSizes.push_back(n);
         // Cache-line aligned, so that records of a line's size never straddle two lines.
-        const size_t numBytes = (static_cast<size_t>(n) * sizeof(T) + cacheLine - 1) / cacheLine * cacheLine;
-        T* pBlock = static_cast<T*>(std::aligned_alloc(cacheLine, numBytes));
+        T* pBlock = static_cast<T*>(::operator new(static_cast<size_t>(n) * sizeof(T), cacheLine, std::nothrow));
         if (pBlock == nullptr)
             poolDetail::dieAfterMessage("SimplePool::alloc(..)", "Out of memory, sorry");
         vContainers.push_back(pBlock);
@@ -170,13 +170,15 @@ private:
     void release()
     {
         for (T* pBlock : vContainers)
-            std::free(pBlock);
+            freeContainer(pBlock);
         noGrowth = true;
         vContainers.clear();
         vRangesByAddress.clear();
     }
 
-    static constexpr size_t cacheLine = 64;
+    static void freeContainer(T* pBlock) { ::operator delete(pBlock, cacheLine); }
+
+    static constexpr std::align_val_t cacheLine{64};
 
     struct ContainerRange {
         std::uintptr_t begin;
