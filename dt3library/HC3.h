@@ -72,7 +72,10 @@ private:
     bool isEnd(Pos pos) const { return pos.block == vBlocks.size(); }
     const IdxVtx& entryAt(Pos pos) const { return vBlocks[pos.block][pos.offset]; }
     // Whether the lower bound pos of (key, p) is p's own entry.
-    bool holdsPoint(Pos pos, uint32_t key, const Point3& p) const { return !isEnd(pos) && isEntryOf(entryAt(pos), key, p); }
+    bool holdsPoint(Pos pos, uint32_t key, const Point3& p) const
+    {
+        return !isEnd(pos) && isEntryOf(entryAt(pos), key, p);
+    }
     // For an entry not before (key, p): whether it is p's own.
     static bool isEntryOf(const IdxVtx& entry, uint32_t key, const Point3& p)
     {
