@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
 # Benchmarks Vesk3D against CGAL's Delaunay_triangulation_3 on the same dataset files.
-# Usage: bench/run_bench.sh [runs per contender, default 3] [datasets..., default all]
-# Each run is its own process; contenders alternate. Prints medians of wall-clock and CPU time
-# (CPU time is steadier on a shared machine), peak resident memory, and writes the table to
-# build/bench/results.md. Datasets are made once, by fixed seeds, into build/bench/data.
+# Usage: bench/run_bench.sh [runs per contender, default 5] [datasets..., default all]
+# A dataset is KIND-SIZE: uniform, clustered or sphere with a point count (100k, 1M, 10M, ...), or
+# grid with the points per axis (grid-50 is 125,000 points). Each run is its own process; the
+# contenders alternate. Prints, per contender, the median of the CPU and wall-clock seconds of
+# the insertion with the spread (slowest / fastest run) beside it, the ratio of the medians, and
+# the peak resident memory; writes the table to build/bench/results.md. Datasets are made once,
+# by fixed seeds, into build/bench/data.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-runs=${1:-3}
+runs=${1:-5}
 shift || true
 datasets=("$@")
-[ ${#datasets[@]} -gt 0 ] || datasets=(uniform-1M clustered-1M sphere-1M grid-100 uniform-10M)
+[ ${#datasets[@]} -gt 0 ] || datasets=(uniform-100k uniform-1M clustered-1M grid-50 sphere-200k uniform-10M)
 
 bash scripts/setup.sh libcgal-dev
 build=build/bench
@@ -20,7 +23,7 @@ mkdir -p "$build/data"
 
 dataset_file() {
   local name=$1 kind=${1%-*} size=${1##*-}
-  size=${size/10M/10000000}; size=${size/1M/1000000}
+  size=${size/k/000}; size=${size/M/000000}
   local file="$build/data/$name.bin"
   [ -f "$file" ] || "$build/bench/make_dataset" "$kind" "$size" "$file"
   echo "$file"
@@ -28,34 +31,36 @@ dataset_file() {
 
 # Field of a contender's one-line report: field "time=1.2 tets=3" time -> 1.2
 field() { tr ' ' '\n' <<<"$1" | sed -n "s/^$2=//p"; }
-median() { sort -g | awk '{v[NR]=$1} END {print (NR%2 ? v[(NR+1)/2] : (v[NR/2]+v[NR/2+1])/2)}'; }
+# Median and spread (largest / smallest) of the numbers on standard input: "1.234 (1.05)".
+summary() { sort -g | awk '{v[NR]=$1} END {printf "%.3f (%.2f)", (NR%2 ? v[(NR+1)/2] : (v[NR/2]+v[NR/2+1])/2), v[NR]/v[1]}'; }
+median() { summary | cut -d' ' -f1; }
 
 results=$build/results.md
 {
-  echo "| dataset | Vesk3D s | CGAL s | ratio | Vesk3D cpu s | CGAL cpu s | cpu ratio | tetrahedra | Vesk3D MiB | CGAL MiB | memory ratio | Vesk3D B/point |"
-  echo "|---|---|---|---|---|---|---|---|---|---|---|---|"
+  echo "| dataset | Vesk3D cpu s | CGAL cpu s | cpu ratio | Vesk3D wall s | CGAL wall s | wall ratio | tetrahedra | Vesk3D MiB | CGAL MiB | memory ratio |"
+  echo "|---|---|---|---|---|---|---|---|---|---|---|"
 } >"$results"
 for name in "${datasets[@]}"; do
   file=$(dataset_file "$name")
-  points=$((($(stat -c %s "$file") - 16) / 24))
-  vesk_times=(); cgal_times=(); vesk_cpus=(); cgal_cpus=(); vesk_rss=0; cgal_rss=0; tets=0; cgal_tets=0
+  vesk_times=(); cgal_times=(); vesk_cpus=(); cgal_cpus=(); vesk_rss=(); cgal_rss=(); tets=0; cgal_tets=0
   for ((r = 0; r < runs; r++)); do
     out=$("$build/bench/contender_vesk3d" "$file")
-    vesk_times+=("$(field "$out" time)"); vesk_cpus+=("$(field "$out" cpu)")
-    tets=$(field "$out" tets); vesk_rss=$(field "$out" rss_kib)
+    vesk_times+=("$(field "$out" time)"); vesk_cpus+=("$(field "$out" cpu)"); vesk_rss+=("$(field "$out" rss_kib)")
+    tets=$(field "$out" tets)
     out=$("$build/bench/contender_cgal" "$file")
-    cgal_times+=("$(field "$out" time)"); cgal_cpus+=("$(field "$out" cpu)")
-    cgal_tets=$(field "$out" tets); cgal_rss=$(field "$out" rss_kib)
+    cgal_times+=("$(field "$out" time)"); cgal_cpus+=("$(field "$out" cpu)"); cgal_rss+=("$(field "$out" rss_kib)")
+    cgal_tets=$(field "$out" tets)
   done
   [ "$tets" = "$cgal_tets" ] || echo "warning: $name: Vesk3D made $tets tetrahedra, CGAL $cgal_tets" >&2
-  vt=$(printf '%s\n' "${vesk_times[@]}" | median)
-  ct=$(printf '%s\n' "${cgal_times[@]}" | median)
-  vc=$(printf '%s\n' "${vesk_cpus[@]}" | median)
-  cc=$(printf '%s\n' "${cgal_cpus[@]}" | median)
-  awk -v n="$name" -v vt="$vt" -v ct="$ct" -v vc="$vc" -v cc="$cc" -v t="$tets" -v p="$points" \
-      -v vr="$vesk_rss" -v cr="$cgal_rss" 'BEGIN {
-    printf "| %s | %.3f | %.3f | %.2f | %.3f | %.3f | %.2f | %d | %.0f | %.0f | %.3f | %.0f |\n", n, vt, ct, vt / ct,
-           vc, cc, vc / cc, t, vr / 1024, cr / 1024, vr / cr, vr * 1024 / p }' >>"$results"
+  vc=$(printf '%s\n' "${vesk_cpus[@]}" | summary)
+  cc=$(printf '%s\n' "${cgal_cpus[@]}" | summary)
+  vt=$(printf '%s\n' "${vesk_times[@]}" | summary)
+  ct=$(printf '%s\n' "${cgal_times[@]}" | summary)
+  vr=$(printf '%s\n' "${vesk_rss[@]}" | median)
+  cr=$(printf '%s\n' "${cgal_rss[@]}" | median)
+  awk -v n="$name" -v vc="$vc" -v cc="$cc" -v vt="$vt" -v ct="$ct" -v t="$tets" -v vr="$vr" -v cr="$cr" 'BEGIN {
+    printf "| %s | %s | %s | %.2f | %s | %s | %.2f | %d | %.0f | %.0f | %.2f |\n", n, vc, cc, vc / cc, vt, ct, vt / ct, t,
+           vr / 1024, cr / 1024, vr / cr }' >>"$results"
   tail -n 1 "$results"
 done
 echo

@@ -42,6 +42,30 @@ bool equivalent(const Point3& a, const Point3& b)
     return !(a < b) && !(b < a);
 }
 
+// Reads the entries of a list of sorted blocks in order, taking them out: it owns the blocks, and
+// frees each one as soon as it is emptied, so that the set is never held twice while it is rebuilt.
+class EntryCursor {
+public:
+    explicit EntryCursor(std::vector<std::vector<IdxVtx>>& vSource) { vBlocks.swap(vSource); }
+    bool atEnd() const { return block == vBlocks.size(); }
+    const IdxVtx& current() const { return vBlocks[block][offset]; }
+    IdxVtx take()
+    {
+        const IdxVtx entry = current();
+        if (++offset == vBlocks[block].size()) {
+            std::vector<IdxVtx>().swap(vBlocks[block]);
+            ++block;
+            offset = 0;
+        }
+        return entry;
+    }
+
+private:
+    std::vector<std::vector<IdxVtx>> vBlocks;
+    size_t block = 0;
+    size_t offset = 0;
+};
+
 struct Candidate {
     uint32_t key;
     size_t index;
@@ -154,9 +178,11 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     vUserHandles.resize(vPoints.size());
 
     const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints);
-    // Reserved whole: growing it step by step would leave its discarded buffers as holes in the heap.
-    std::vector<IdxVtx> vNewEntries;
-    vNewEntries.reserve(vCandidates.size());
+    // The set and the sorted candidates are walked together, as in a merge: old entries move into
+    // fresh blocks, and each new vertex is created and placed among them in set order, so that
+    // curve neighbours end up next to each other in memory and no list of new entries is needed.
+    EntryCursor oldEntries(vBlocks);
+    numEntries = 0;
     // The new vertices of one key: the set orders them by coordinates, vNewVertices by input order.
     std::vector<std::pair<size_t, Point3*>> vKeyGroup;
     for (size_t first = 0, last; first < vCandidates.size(); first = last) {
@@ -166,15 +192,15 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
             if (!equivalent(p, vPoints[vCandidates[last].index]))
                 break;
         }
-        const Pos pos = lowerBound(head.key, &p);
+        while (!oldEntries.atEnd() && entryBeforeProbe(oldEntries.current(), head.key, &p))
+            appendEntry(oldEntries.take());
         Point3* pVtx;
-        if (holdsPoint(pos, head.key, p)) {
-            pVtx = entryAt(pos).pVtx;
+        if (!oldEntries.atEnd() && isEntryOf(oldEntries.current(), head.key, p)) {
+            pVtx = oldEntries.current().pVtx;
         } else {
-            // Created in set order: curve neighbours end up next to each other in memory. The set
-            // itself changes only in the merge below, so the look-ups above stay valid.
-            vNewEntries.push_back(newEntry(p, head.key));
-            pVtx = vNewEntries.back().pVtx;
+            const IdxVtx entry = newEntry(p, head.key);
+            appendEntry(entry);
+            pVtx = entry.pVtx;
             vKeyGroup.emplace_back(head.index, pVtx);
         }
         for (size_t c = first; c < last; ++c)
@@ -182,7 +208,8 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         if (last == vCandidates.size() || vCandidates[last].key != head.key)
             appendInInputOrder(vKeyGroup, vNewVertices);
     }
-    mergeEntries(vNewEntries);
+    while (!oldEntries.atEnd())
+        appendEntry(oldEntries.take());
 }
 
 Tet3* HC3::getStartTet(const Point3& p)
@@ -326,26 +353,6 @@ void HC3::collectEntries(std::vector<IdxVtx>& vEntries) const
     vEntries.reserve(vEntries.size() + numEntries);
     for (const std::vector<IdxVtx>& vBlock : vBlocks)
         vEntries.insert(vEntries.end(), vBlock.begin(), vBlock.end());
-}
-
-// Merges block by block into fresh blocks, freeing each old block once it is copied, so that no
-// copy of the whole set exists at any time. Old entries go first among equals, as in std::merge.
-void HC3::mergeEntries(const std::vector<IdxVtx>& vSortedNew)
-{
-    std::vector<std::vector<IdxVtx>> vOldBlocks;
-    vOldBlocks.swap(vBlocks);
-    numEntries = 0;
-    auto itNew = vSortedNew.begin();
-    for (std::vector<IdxVtx>& vOld : vOldBlocks) {
-        for (const IdxVtx& old : vOld) {
-            for (; itNew != vSortedNew.end() && Func_ltIdxVtxPtr()(*itNew, old); ++itNew)
-                appendEntry(*itNew);
-            appendEntry(old);
-        }
-        std::vector<IdxVtx>().swap(vOld);
-    }
-    for (; itNew != vSortedNew.end(); ++itNew)
-        appendEntry(*itNew);
 }
 
 void HC3::appendEntry(const IdxVtx& entry)

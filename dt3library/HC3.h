@@ -81,11 +81,15 @@ private:
     // Whether the lower bound pos of (key, p) is p's own entry.
     bool holdsPoint(Pos pos, uint32_t key, const Point3& p) const
     {
-        return !isEnd(pos) && entryAt(pos).hilbertIndex == key && !(p < *entryAt(pos).pVtx);
+        return !isEnd(pos) && isEntryOf(entryAt(pos), key, p);
+    }
+    // For an entry not before (key, p): whether it is p's own.
+    static bool isEntryOf(const IdxVtx& entry, uint32_t key, const Point3& p)
+    {
+        return entry.hilbertIndex == key && !(p < *entry.pVtx);
     }
     Pos insertAt(Pos pos, const IdxVtx& entry);
     Tet3* neighbourTet(Pos pos) const;
-    void mergeEntries(const std::vector<IdxVtx>& vSortedNew);
     void appendEntry(const IdxVtx& entry);
     void collectEntries(std::vector<IdxVtx>& vEntries) const;
     void rebuildBlocks(const std::vector<IdxVtx>& vSorted);
