@@ -41,6 +41,7 @@ public:
     bool is3D() const { return bFullDimensional; }
     void setVerbosity(bool bVerbose_) { bVerbose = bVerbose_; }
     void getVertices(std::vector<Point3*>& vVertices) const { registry.getVertices(vVertices); }
+    size_t getNumVertices() const { return registry.getNumVertices(); }
     void getAllTetrahedra(std::vector<Tet3*>& vTet) const;
     void getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets) const;
     Tet3* locate(const Point3& p);

@@ -1,6 +1,7 @@
 #include "Vesk_3D.h"
 
 #include <climits>
+#include <optional>
 
 #include "Dt3.h"
 
@@ -81,6 +82,11 @@ void Vesk_3D::getVertices(std::vector<Point3*>& vVertices) const
     pDt->getVertices(vVertices);
 }
 
+size_t Vesk_3D::getNumVertices() const
+{
+    return pDt->getNumVertices();
+}
+
 void Vesk_3D::getTetrahedra(std::vector<Tet3*>& vTetrahedra) const
 {
     pDt->getAllTetrahedra(vTetrahedra);
@@ -103,36 +109,53 @@ void Vesk_3D::setVerbosity(bool bVerbose)
 
 void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const
 {
+    MeshExportParts parts;
+    parts.bNeighbors = bWithNeighbors;
+    exportMesh(arrays, parts);
+}
+
+void Vesk_3D::exportMesh(MeshArrays& arrays, const MeshExportParts& parts) const
+{
     std::vector<Point3*> vVertices;
-    pDt->getVertices(vVertices);
-    const RecordNumbering<Point3> vertexNumbering(pDt->getVertexPool(), vVertices);
+    if (parts.bCoordinates || !parts.bCustomIndices) pDt->getVertices(vVertices);
     arrays.vCoordinates.clear();
-    arrays.vCoordinates.reserve(3 * vVertices.size());
-    for (const Point3* pVertex : vVertices)
-        arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
+    if (parts.bCoordinates) {
+        arrays.vCoordinates.reserve(3 * vVertices.size());
+        for (const Point3* pVertex : vVertices)
+            arrays.vCoordinates.insert(arrays.vCoordinates.end(), {pVertex->x(), pVertex->y(), pVertex->z()});
+    }
+    std::optional<RecordNumbering<Point3>> vertexNumbering;
+    if (!parts.bCustomIndices) vertexNumbering.emplace(pDt->getVertexPool(), vVertices);
+    auto vertexIndexOf = [&](const Point3* pVertex) {
+        return parts.bCustomIndices ? pVertex->getCustomIndex() : vertexNumbering->indexOf(pVertex);
+    };
 
     // One pass over the pool, rows written at each record's index: no list of the tetrahedra.
-    size_t numTets = 0;
-    const std::vector<int> vTetIndexAt = pDt->listingIndexByPosition(numTets);
-    const SimplePool<Tet3>& tetPool = pDt->getTetPool();
-    arrays.vTetCorners.resize(4 * numTets);
+    arrays.vTetCorners.clear();
     arrays.vTetNeighbors.clear();
-    if (bWithNeighbors) arrays.vTetNeighbors.resize(4 * numTets);
-    size_t position = 0;
-    tetPool.forEachRecord([&](const Tet3* pTet) {
-        const int t = vTetIndexAt[position++];
-        if (t < 0) return;
-        for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexNumbering.indexOf(pTet->getCorner(i));
-        if (!bWithNeighbors) return;
-        for (int i = 0; i < 4; ++i) {
-            const Tet3* pNeighbor = pTet->getOppTet(i);
-            arrays.vTetNeighbors[4 * t + i] = pNeighbor == nullptr ? -1 : vTetIndexAt[tetPool.getPosition(pNeighbor)];
-        }
-    });
+    if (parts.bCorners || parts.bNeighbors) {
+        size_t numTets = 0;
+        const std::vector<int> vTetIndexAt = pDt->listingIndexByPosition(numTets);
+        const SimplePool<Tet3>& tetPool = pDt->getTetPool();
+        if (parts.bCorners) arrays.vTetCorners.resize(4 * numTets);
+        if (parts.bNeighbors) arrays.vTetNeighbors.resize(4 * numTets);
+        size_t position = 0;
+        tetPool.forEachRecord([&](const Tet3* pTet) {
+            const int t = vTetIndexAt[position++];
+            if (t < 0) return;
+            if (parts.bCorners)
+                for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexIndexOf(pTet->getCorner(i));
+            if (parts.bNeighbors)
+                for (int i = 0; i < 4; ++i) {
+                    const Tet3* pNeighbor = pTet->getOppTet(i);
+                    arrays.vTetNeighbors[4 * t + i] = pNeighbor == nullptr ? -1 : vTetIndexAt[tetPool.getPosition(pNeighbor)];
+                }
+        });
+    }
 
     arrays.vInputVertices.resize(vLastBatchVertices.size());
     for (size_t k = 0; k < vLastBatchVertices.size(); ++k)
-        arrays.vInputVertices[k] = vertexNumbering.indexOf(vLastBatchVertices[k]);
+        arrays.vInputVertices[k] = vertexIndexOf(vLastBatchVertices[k]);
 }
 
 void Vesk_3D::locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIndices)

@@ -33,6 +33,20 @@ struct MeshArrays {
     std::vector<int> vInputVertices;  // the vertex index of every input point of the last batch insertion, in input order
 };
 
+// The arrays exportMesh fills; those left out come back empty. A host that keeps its own copy of
+// the points, or wants the neighbours only later, saves their time and memory (at a million
+// points the corners alone are 100 MB).
+struct MeshExportParts {
+    bool bCoordinates = true;
+    bool bCorners = true;
+    bool bNeighbors = true;
+    // vTetCorners and vInputVertices name each vertex by its custom index instead of its place in
+    // getVertices. A vertex carries the custom index of the first input point it was made from, so
+    // a host that numbered its points that way gets its own numbering back, duplicates mapped to
+    // their first occurrence, without a map from vertices to points.
+    bool bCustomIndices = false;
+};
+
 // The triangulation: insert points singly or in batches, then read back vertices, tetrahedra,
 // vertex stars and point locations. Point3* handles stay valid for the life of the object; a
 // Tet3* only until the next insertion, which may recycle it.
@@ -54,6 +68,7 @@ public:
 
     bool is3D() const;
     void getVertices(std::vector<Point3*>& vVertices) const;
+    size_t getNumVertices() const;
     void getTetrahedra(std::vector<Tet3*>& vTetrahedra) const;
     // The tetrahedron containing p, or null when p is outside the hull or nothing is triangulated.
     Tet3* locate(const Point3& p);
@@ -65,6 +80,8 @@ public:
     // time, and the records are only read, so several exports may run at once. Indices are int:
     // more than INT_MAX vertices or tetrahedra fail the assertion "numRecords<=INT_MAX".
     void exportMesh(MeshArrays& arrays, bool bWithNeighbors = true) const;
+    // The same with a choice of arrays; vInputVertices is always filled.
+    void exportMesh(MeshArrays& arrays, const MeshExportParts& parts) const;
     // For numPoints query points (x, y, z consecutive in pXyz), writes to pTetIndices the index, in
     // exportMesh's numbering of the current mesh, of the tetrahedron that locate() finds for each
     // point, or -1 where it finds none (outside the hull, or before the first tetrahedron). Each

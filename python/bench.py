@@ -1,8 +1,8 @@
 """vesk3d.Delaunay against scipy.spatial.Delaunay on uniform random points in the unit cube, in one
-process. For each size: the median wall time of the runs with its spread (max/min), for vesk3d
-without and with the neighbour array (scipy always builds it), the ratio scipy / vesk3d, and the
-Python overhead: the time outside the library's insertion (input check and copy, export, index
-mapping, array creation) as a fraction of the insertion time.
+process, the contenders taking turns run by run. For each size: the median wall time of the runs
+with its spread (max/min), for vesk3d without and with the neighbour array (scipy always builds
+it), the ratio scipy / vesk3d, and the Python overhead: the time outside the library's insertion
+(input check and copy, export, index mapping, array creation) as a fraction of the insertion time.
 
     python3 python/bench.py [--sizes 10000 100000 1000000] [--runs 5] [--scipy-runs-large 5]
 """
@@ -17,17 +17,23 @@ from scipy.spatial import Delaunay as ScipyDelaunay
 import vesk3d
 
 
-def measure(build, runs):
-    """Wall times of `runs` calls of build(), and the insertion times of the vesk3d objects built."""
-    walls, insertions = [], []
-    for _ in range(runs):
-        gc.collect()
-        start = time.perf_counter()
-        tri = build()
-        walls.append(time.perf_counter() - start)
-        insertions.append(getattr(tri, "_triangulate_seconds", None))
-        del tri
-    return walls, insertions
+def measure(contenders):
+    """Runs the contenders in turn, round after round, so that a change in the machine's load
+    falls on all of them; returns per contender the wall times and the insertion times of the
+    vesk3d objects built (None for scipy)."""
+    results = {name: ([], []) for name, _, _ in contenders}
+    for run in range(max(runs for _, _, runs in contenders)):
+        for name, build, runs in contenders:
+            if run >= runs:
+                continue
+            gc.collect()
+            start = time.perf_counter()
+            tri = build()
+            walls, insertions = results[name]
+            walls.append(time.perf_counter() - start)
+            insertions.append(getattr(tri, "_triangulate_seconds", None))
+            del tri
+    return [(name, *results[name]) for name, _, _ in contenders]
 
 
 def with_neighbors(points):
@@ -55,7 +61,7 @@ def main():
             ("vesk3d, with neighbours", lambda: with_neighbors(points), args.runs),
             ("scipy", lambda: ScipyDelaunay(points), scipy_runs),
         ]
-        results = [(name, *measure(build, runs)) for name, build, runs in contenders]
+        results = measure(contenders)
         scipy_median = statistics.median(results[-1][1])
         for name, walls, insertions in results:
             median = statistics.median(walls)

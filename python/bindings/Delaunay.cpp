@@ -1,6 +1,7 @@
 #include "Delaunay.h"
 
 #include <chrono>
+#include <climits>
 #include <string>
 
 namespace vesk3d_python {
@@ -8,6 +9,19 @@ namespace vesk3d_python {
 using VESK3D::MeshArrays;
 using VESK3D::Point3;
 using VESK3D::Vesk_3D;
+
+namespace {
+// The points are the caller's already; corners and input points come in the caller's numbering.
+VESK3D::MeshExportParts userNumbered(bool bCoordinates, bool bCorners, bool bNeighbors)
+{
+    VESK3D::MeshExportParts parts;
+    parts.bCoordinates = bCoordinates;
+    parts.bCorners = bCorners;
+    parts.bNeighbors = bNeighbors;
+    parts.bCustomIndices = true;
+    return parts;
+}
+} // namespace
 
 Delaunay::Delaunay(const py::object& points, int threads) : pEngine(std::make_unique<Vesk_3D>())
 {
@@ -49,7 +63,12 @@ void Delaunay::runOnEngine(std::unique_lock<std::mutex>& lock, Work&& work)
 
 void Delaunay::insertBatch(const CoordinateArray& batch)
 {
-    std::vector<Point3> vPoints = toPoints(batch);
+    const std::size_t firstIndex = vKeptPoint.size();
+    if (firstIndex + batch.shape(0) > static_cast<std::size_t>(INT_MAX))
+        throw py::value_error("more than " + std::to_string(INT_MAX) + " points in all: indices are int32");
+    // Each point carries its input index to its vertex, so that the export numbers the corners by
+    // the user's points (the earliest of duplicates) without a map from vertices to points.
+    std::vector<Point3> vPoints = toPoints(batch, static_cast<int>(firstIndex));
     MeshArrays arrays;
     double seconds = 0;
     std::unique_lock<std::mutex> lock(engineMutex, std::defer_lock);
@@ -57,18 +76,15 @@ void Delaunay::insertBatch(const CoordinateArray& batch)
         // A failure may leave the mesh or the numbering half-updated: the object closes rather
         // than answer from an inconsistent state.
         try {
-            KeptPointByVertex previous = keptPointByVertex(engine);
             auto start = std::chrono::steady_clock::now();
             engine.insert(vPoints);
             seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            engine.exportMesh(arrays, false);
-            numberVertices(engine, arrays, previous);
+            engine.exportMesh(arrays, userNumbered(false, true, false));
         } catch (...) {
             pEngine.reset();
             throw;
         }
-        for (int& corner : arrays.vTetCorners)
-            corner = vKeptPointOfVertex[corner];
+        vKeptPoint.insert(vKeptPoint.end(), arrays.vInputVertices.begin(), arrays.vInputVertices.end());
     });
     lastTriangulateSeconds = seconds;
     // No Python code may run between the assignments below, which a reader must see together.
@@ -80,44 +96,6 @@ void Delaunay::insertBatch(const CoordinateArray& batch)
     simplicesArray = toNumpy(std::move(arrays.vTetCorners), {numSimplices, 4});
     pointsArray = allPoints;
     derived = DerivedArrays();
-}
-
-// The input point of every vertex, by vertex address: unlike the numbering, addresses survive
-// an insertion.
-Delaunay::KeptPointByVertex Delaunay::keptPointByVertex(const Vesk_3D& engine) const
-{
-    KeptPointByVertex keptPoint;
-    if (vKeptPointOfVertex.empty())
-        return keptPoint;
-    std::vector<Point3*> vVertices;
-    engine.getVertices(vVertices);
-    keptPoint.reserve(vVertices.size());
-    for (std::size_t v = 0; v < vVertices.size(); ++v)
-        keptPoint.emplace(vVertices[v], vKeptPointOfVertex[v]);
-    return keptPoint;
-}
-
-// Gives each vertex of the new numbering its input point (the earliest, for duplicates) and
-// each point of the batch the input point it is kept as.
-void Delaunay::numberVertices(const Vesk_3D& engine, const MeshArrays& arrays, const KeptPointByVertex& previous)
-{
-    vKeptPointOfVertex.assign(arrays.vCoordinates.size() / 3, -1);
-    if (!previous.empty()) {
-        std::vector<Point3*> vVertices;
-        engine.getVertices(vVertices);
-        for (std::size_t v = 0; v < vVertices.size(); ++v) {
-            auto found = previous.find(vVertices[v]);
-            if (found != previous.end())
-                vKeptPointOfVertex[v] = found->second;
-        }
-    }
-    int point = static_cast<int>(vKeptPoint.size());
-    for (int vertex : arrays.vInputVertices) {
-        if (vKeptPointOfVertex[vertex] < 0)
-            vKeptPointOfVertex[vertex] = point;
-        vKeptPoint.push_back(vKeptPointOfVertex[vertex]);
-        ++point;
-    }
 }
 
 py::array Delaunay::findSimplex(const py::object& xi)
@@ -150,7 +128,10 @@ py::array Delaunay::neighbors()
     if (!derived.neighbors) {
         MeshArrays arrays;
         std::unique_lock<std::mutex> lock(engineMutex, std::defer_lock);
-        runOnEngine(lock, [&](Vesk_3D& engine) { engine.exportMesh(arrays, true); });
+        VESK3D::MeshExportParts parts;
+        parts.bCoordinates = false;
+        parts.bCorners = false;
+        runOnEngine(lock, [&](Vesk_3D& engine) { engine.exportMesh(arrays, parts); });
         py::ssize_t numSimplices = arrays.vTetNeighbors.size() / 4;
         derived.neighbors = toNumpy(std::move(arrays.vTetNeighbors), {numSimplices, 4});
     }

@@ -1,7 +1,6 @@
 #pragma once
 #include <memory>
 #include <mutex>
-#include <unordered_map>
 #include <vector>
 
 #include "MeshViews.h"
@@ -38,12 +37,7 @@ public:
     double triangulateSeconds() const { return lastTriangulateSeconds; }
 
 private:
-    using KeptPointByVertex = std::unordered_map<const VESK3D::Point3*, int>;
-
     void insertBatch(const CoordinateArray& batch);
-    KeptPointByVertex keptPointByVertex(const VESK3D::Vesk_3D& engine) const;
-    void numberVertices(const VESK3D::Vesk_3D& engine, const VESK3D::MeshArrays& arrays,
-                        const KeptPointByVertex& previous);
     SimplexArrays checkedSimplices() const;
     template <class Work>
     void runLocked(std::unique_lock<std::mutex>& lock, Work&& work);
@@ -54,8 +48,6 @@ private:
     std::mutex engineMutex;
     // Per input point, the first input point with its coordinates: itself unless a duplicate.
     std::vector<int> vKeptPoint;
-    // Per vertex of the engine's current numbering, the input point it is kept as.
-    std::vector<int> vKeptPointOfVertex;
     double lastTriangulateSeconds = 0;
 
     CoordinateArray pointsArray;

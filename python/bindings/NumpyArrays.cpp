@@ -47,13 +47,15 @@ CoordinateArray toCoordinateArray(const py::object& object, const std::string& w
     return coordinates;
 }
 
-std::vector<VESK3D::Point3> toPoints(const CoordinateArray& coordinates)
+std::vector<VESK3D::Point3> toPoints(const CoordinateArray& coordinates, int firstIndex)
 {
     const double* pXyz = coordinates.data();
     std::vector<VESK3D::Point3> vPoints;
     vPoints.reserve(coordinates.size() / 3);
-    for (py::ssize_t i = 0; i < coordinates.size(); i += 3)
+    for (py::ssize_t i = 0; i < coordinates.size(); i += 3) {
         vPoints.emplace_back(pXyz[i], pXyz[i + 1], pXyz[i + 2]);
+        vPoints.back().setCustomIndex(firstIndex + static_cast<int>(i / 3));
+    }
     return vPoints;
 }
 

@@ -20,7 +20,8 @@ using IndexArray = py::array_t<int, py::array::c_style>;
 // Wrong shapes and non-finite values raise ValueError naming `what`.
 CoordinateArray toCoordinateArray(const py::object& object, const std::string& what, bool matrix);
 
-std::vector<VESK3D::Point3> toPoints(const CoordinateArray& coordinates);
+// The rows as points, row k with custom index firstIndex + k.
+std::vector<VESK3D::Point3> toPoints(const CoordinateArray& coordinates, int firstIndex);
 std::vector<double> toVector(const CoordinateArray& coordinates);
 
 // A NumPy array of the given shape that owns `values`: the vector moves into a capsule, its
