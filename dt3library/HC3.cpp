@@ -291,8 +291,10 @@ void HC3::growBoxAndRekey()
     bValid = true;
     std::vector<IdxVtx> vEntries;
     collectEntries(vEntries);
-    for (IdxVtx& entry : vEntries)
+    for (IdxVtx& entry : vEntries) {
         entry.hilbertIndex = getHilbertIndex(*entry.pVtx);
+        entry.pVtx->setCurveKey(entry.hilbertIndex);
+    }
     std::sort(vEntries.begin(), vEntries.end(), Func_ltIdxVtxPtr());
     rebuildBlocks(vEntries);
 }
@@ -300,7 +302,9 @@ void HC3::growBoxAndRekey()
 // The vertex copies p's coordinates and custom index; it has no incident tetrahedron yet.
 IdxVtx HC3::newEntry(const Point3& p, uint32_t key)
 {
-    return IdxVtx{key, new (vertexPool.getNewRecord()) Point3(p)};
+    Point3* pVtx = new (vertexPool.getNewRecord()) Point3(p);
+    pVtx->setCurveKey(key);
+    return IdxVtx{key, pVtx};
 }
 
 HC3::Pos HC3::lowerBound(uint32_t key, const Point3* p) const

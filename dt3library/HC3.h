@@ -40,6 +40,8 @@ public:
     HC3(const HC3&) = delete;
     HC3& operator=(const HC3&) = delete;
 
+    // Keys are below this bound.
+    static constexpr uint32_t numKeys = uint32_t(1) << 27;
     // Key of p in the grid of the last re-keying; needs at least one registered point.
     uint32_t getHilbertIndex(const Point3& p) const;
     // Returns (vertex, hint): the vertex of p (an existing one for repeated coordinates) and a
@@ -51,6 +53,33 @@ public:
                 std::vector<Point3*>& vNewVertices);
     // The first incident tetrahedron found walking the curve forward from p's position, else backward.
     Tet3* getStartTet(const Point3& p);
+    // For a registered vertex: the first incident tetrahedron that accept takes, among those of the
+    // vertices nearest along the curve, backward then forward, at most maxSteps entries each way and
+    // only while their keys lie in [firstKey, firstKey + numKeys); null when there is none. Reads no
+    // other vertex, so that workers owning disjoint key ranges may ask at the same time.
+    template <class Accept>
+    Tet3* findTetNear(const Point3& vertex, uint32_t firstKey, uint32_t numKeys, size_t maxSteps, Accept accept) const
+    {
+        const Pos pos = lowerBound(vertex.getCurveKey(), &vertex);
+        auto visit = [&](const IdxVtx& entry, Tet3*& pFound) {
+            if (entry.hilbertIndex - firstKey >= numKeys) return false;
+            Tet3* pTet = entry.pVtx->getOneTet();
+            if (pTet != nullptr && accept(pTet)) pFound = pTet;
+            return pFound == nullptr;
+        };
+        Tet3* pFound = nullptr;
+        Pos back = pos;
+        for (size_t step = 0; step < maxSteps && (back.block > 0 || back.offset > 0); ++step) {
+            if (back.offset == 0) back = {back.block - 1, vBlocks[back.block - 1].size()};
+            if (!visit(vBlocks[back.block][--back.offset], pFound)) break;
+        }
+        Pos ahead = pos;
+        for (size_t step = 0; pFound == nullptr && step < maxSteps && !isEnd(ahead); ++step) {
+            if (!visit(entryAt(ahead), pFound)) break;
+            if (++ahead.offset == vBlocks[ahead.block].size()) ahead = {ahead.block + 1, 0};
+        }
+        return pFound;
+    }
     // Appends all vertices in curve order.
     void getVertices(std::vector<Point3*>& vVertices) const;
     size_t getNumVertices() const { return numEntries; }
@@ -66,6 +95,7 @@ private:
     // 9 levels of 3 bits: a grid of 512 cells per axis.
     static constexpr unsigned numBits = 27;
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
+    static_assert(numKeys == uint32_t(1) << numBits, "HC3: key bound");
 
     // Adds the points to the box; returns whether it grew.
     bool growsBox(const Point3* pPoints, size_t numPoints);
