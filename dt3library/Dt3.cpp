@@ -298,9 +298,9 @@ struct Dt3::Part {
 
 namespace {
 
-// Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads, the caller being
-// worker 0; tasks are claimed in order from a counter. After every thread is joined, the exception
-// of the lowest failing task is rethrown here; a failure stops the claiming of further tasks.
+// Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads of their own, which
+// claim tasks in order from a counter; the caller waits. After every thread is joined, the
+// exception of the lowest failing task is rethrown here; a failure stops the claiming of tasks.
 template <class Work>
 void runTasks(int numWorkers, size_t numTasks, Work& work)
 {
@@ -319,11 +319,11 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
     };
     std::vector<std::thread> vThreads;
     try {
-        for (int worker = 1; worker < numWorkers; ++worker) vThreads.emplace_back(serve, worker);
+        for (int worker = 0; worker < numWorkers; ++worker) vThreads.emplace_back(serve, worker);
     } catch (const std::system_error&) {
-        // Fewer threads than asked for: the ones running, and the caller, do all the tasks.
+        // Fewer threads than asked for: the ones running do all the tasks, or the caller alone.
+        if (vThreads.empty()) serve(0);
     }
-    serve(0);
     for (std::thread& thread : vThreads) thread.join();
     for (const std::exception_ptr& error : vErrors)
         if (error) std::rethrow_exception(error);
