@@ -206,21 +206,29 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
 
 namespace {
 
-// Parallel rounds. A level is cut into parts of pointsPerPart of its points, counted on the whole
-// level (never on the thread count), and goes parallel from two parts on. Each round shifts the
-// cuts by a fraction of a part; rounds stop when few points wait.
-constexpr size_t pointsPerPart = 16384;
-constexpr size_t minParallelLevel = 2 * pointsPerPart;
+// Parallel rounds. A round cuts the waiting points into parts (by their number, never by the
+// thread count): at least minPartsPerRound, at most maxPointsPerPart points each, so that small
+// batches still spread over a few workers and large ones over many. Parts are ranges of a curve
+// through a grid that moves from round to round, so that the points left waiting at the borders
+// of one round's parts lie inside the next round's; rounds stop when few points wait. Large parts
+// keep the share of points near a border small: it falls with the cube root of a part's size.
+constexpr size_t minPartsPerRound = 8;
+constexpr size_t minPointsPerPart = 2048;
+constexpr size_t maxPointsPerPart = 131072;
+constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
 constexpr size_t minParallelRound = 2048;
-constexpr size_t cutOffsets[] = {0, pointsPerPart / 2, pointsPerPart / 4, 3 * pointsPerPart / 4};
-constexpr size_t numCutOffsets = sizeof cutOffsets / sizeof cutOffsets[0];
+// The grid's move in each round, in fractions of the box: far from each other and from the
+// borders of the coarse cells (halves, quarters) of every earlier round.
+constexpr double gridMoves[][3] = {{0.0, 0.0, 0.0}, {0.37, 0.29, 0.43}, {0.71, 0.63, 0.17}, {0.13, 0.83, 0.59}};
+constexpr size_t numRounds = sizeof gridMoves / sizeof gridMoves[0];
 // Budgets per pending point of a part. A Delaunay tetrahedralization has about 6.5 tetrahedra per
-// vertex and a cavity about 11 new ones; a part that runs short lets its next points wait.
-constexpr size_t recordsPerPoint = 7;
-constexpr size_t recordMargin = 64;
+// vertex and a cavity about 11 new ones, but points that waited at a border meet a coarser mesh
+// and larger cavities; a part that runs short lets its next points wait.
+constexpr size_t recordsPerPoint = 8;
+constexpr size_t recordMargin = 512;
 constexpr size_t maxRecordsPerPart = size_t(1) << 20;
-constexpr size_t labelsPerPoint = 24;
-constexpr size_t labelMargin = 256;
+constexpr size_t labelsPerPoint = 40;
+constexpr size_t labelMargin = 2048;
 constexpr size_t maxLabelsPerPart = size_t(1) << 24;
 constexpr size_t maxStartSearch = 64;
 constexpr size_t maxHintSteps = 64;
@@ -331,14 +339,15 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
 
 } // namespace
 
-// Rounds over the level, each cutting between the cuts of the previous ones, while enough points
-// wait; then the rest in curve order on the sequential path.
+// Rounds over the level on moving grids while enough points wait; then the rest in the last
+// round's curve order on the sequential path.
 Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
 {
     std::vector<Point3*> vPending(vLevel);
-    for (size_t round = 0; round < numCutOffsets && vPending.size() >= minParallelRound; ++round) {
+    for (size_t round = 0; round < numRounds && vPending.size() >= minParallelRound; ++round) {
         const size_t numBefore = vPending.size();
-        if (!insertRoundInParallel(vLevel, cutOffsets[round], vPending)) break;
+        keyVerticesOnGrid(gridMoves[round], vPending);
+        if (!insertRoundInParallel(vPending)) break;
         if (bVerbose)
             messageStream(MESSAGE_INFO) << "parallel round " << round << ": " << numBefore << " points, "
                                         << vPending.size() << " deferred" << std::endl;
@@ -347,10 +356,20 @@ Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
     return liveStartTet(*vLevel.back(), pLastTet);
 }
 
-// Returns false, inserting nothing, when the labels of the round would overflow.
-bool Dt3::insertRoundInParallel(const std::vector<Point3*>& vLevel, size_t cutOffset, std::vector<Point3*>& vPending)
+// Gives every vertex its key on the moved grid's curve and puts the waiting points in that order
+// (stable, so that equal keys keep the order they had).
+void Dt3::keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending)
 {
-    std::vector<Part> vParts = cutIntoParts(vLevel, cutOffset, vPending);
+    std::vector<Point3*> vVertices;
+    registry.getVertices(vVertices);
+    for (Point3* pVtx : vVertices) pVtx->setCurveKey(registry.getMovedHilbertIndex(*pVtx, aMove));
+    std::stable_sort(vPending.begin(), vPending.end(), [](const Point3* a, const Point3* b) { return a->getCurveKey() < b->getCurveKey(); });
+}
+
+// Returns false, inserting nothing, when the labels of the round would overflow.
+bool Dt3::insertRoundInParallel(std::vector<Point3*>& vPending)
+{
+    std::vector<Part> vParts = cutIntoParts(vPending);
     std::vector<Tet3*> vFree;
     if (!budgetParts(vParts, vFree)) return false;
 
@@ -363,7 +382,7 @@ bool Dt3::insertRoundInParallel(const std::vector<Point3*>& vLevel, size_t cutOf
         inserter.recycledTets().assign(vFree.begin() + part.firstFree, vFree.begin() + part.endFree);
         inserter.enterRegion(part.region);
         Tet3* pStart = part.pStartTet;
-        for (size_t i = part.first; i < part.last && pStart != nullptr; ++i) {
+        for (size_t i = part.first; i < part.last; ++i) {
             Tet3* pNew = insertInRegion(inserter, vPending[i], pStart);
             if (pNew == nullptr) continue;
             pStart = pNew;
@@ -382,12 +401,13 @@ bool Dt3::insertRoundInParallel(const std::vector<Point3*>& vLevel, size_t cutOf
     return true;
 }
 
-// On a worker: the walk starts at the part's last new tetrahedron and, when it cannot reach pVtx
-// through owned ones, once more at a live owned tetrahedron of a vertex next to pVtx on the curve.
+// On a worker: the walk starts at the part's last new tetrahedron (if any) and, when it cannot
+// reach pVtx through owned ones, once more at a live owned tetrahedron of a vertex next to pVtx on
+// the registry's curve.
 Tet3* Dt3::insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) const
 {
     Tet3* pLocated = pStartTet;
-    if (!inserter.locateInRegion(pVtx, pLocated)) {
+    if (pLocated == nullptr || !inserter.locateInRegion(pVtx, pLocated)) {
         const Inserter3::KeyRange& keys = inserter.getRegion();
         const auto usable = [&keys](const Tet3* pTet) { return keys.holdsAll(pTet) && !pTet->hasBeenVisited; };
         pLocated = registry.findTetNear(*pVtx, keys.first, keys.count, maxHintSteps, usable);
@@ -396,27 +416,21 @@ Tet3* Dt3::insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) co
     return inserter.insertLocatedInRegion(pVtx, pLocated);
 }
 
-// Cuts at every pointsPerPart-th point of the level from cutOffset on, between distinct keys only;
-// the parts' key ranges cover all keys, so that every vertex, old or new, has exactly one owner.
-// Parts without pending points are left out.
-std::vector<Dt3::Part> Dt3::cutIntoParts(const std::vector<Point3*>& vLevel, size_t cutOffset, const std::vector<Point3*>& vPending)
+// Cuts the waiting points into parts of equal counts, between distinct keys only; the parts' key ranges
+// cover all keys, so that every vertex, old or new, has exactly one owner.
+std::vector<Dt3::Part> Dt3::cutIntoParts(const std::vector<Point3*>& vPending)
 {
-    std::vector<std::uint32_t> vCutKeys{0};
-    for (size_t position = cutOffset; position < vLevel.size(); position += pointsPerPart) {
-        const std::uint32_t key = vLevel[position]->getCurveKey();
-        if (key > vCutKeys.back()) vCutKeys.push_back(key);
-    }
-    vCutKeys.push_back(HC3::numKeys);
+    const size_t pointsPerPart = std::clamp(vPending.size() / minPartsPerRound, minPointsPerPart, maxPointsPerPart);
     std::vector<Part> vParts;
-    size_t first = 0;
-    for (size_t cut = 1; cut < vCutKeys.size(); ++cut) {
-        size_t last = first;
-        while (last < vPending.size() && vPending[last]->getCurveKey() < vCutKeys[cut]) ++last;
-        if (last == first) continue;
+    for (size_t first = 0; first < vPending.size();) {
+        size_t last = std::min(first + pointsPerPart, vPending.size());
+        while (last < vPending.size() && vPending[last]->getCurveKey() == vPending[last - 1]->getCurveKey()) ++last;
         Part part{};
         part.first = first;
         part.last = last;
-        part.region.keys = {vCutKeys[cut - 1], vCutKeys[cut] - vCutKeys[cut - 1]};
+        const std::uint32_t firstKey = first == 0 ? 0 : vPending[first]->getCurveKey();
+        const std::uint32_t endKey = last == vPending.size() ? HC3::numKeys : vPending[last]->getCurveKey();
+        part.region.keys = {firstKey, endKey - firstKey};
         part.pStartTet = ownedTetNear(*vPending[first + (last - first) / 2], part.region.keys);
         vParts.push_back(std::move(part));
         first = last;

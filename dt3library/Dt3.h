@@ -93,8 +93,9 @@ private:
     Tet3* liveStartTet(const Point3& p, Tet3* pHint);
     Tet3* firstLiveVertexTet() const;
     Tet3* insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet);
-    bool insertRoundInParallel(const std::vector<Point3*>& vLevel, size_t cutOffset, std::vector<Point3*>& vPending);
-    std::vector<Part> cutIntoParts(const std::vector<Point3*>& vLevel, size_t cutOffset, const std::vector<Point3*>& vPending);
+    void keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending);
+    bool insertRoundInParallel(std::vector<Point3*>& vPending);
+    std::vector<Part> cutIntoParts(const std::vector<Point3*>& vPending);
     bool budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree);
     Tet3* takeFreshRun(int numRecords, std::vector<Tet3*>& vFree);
     Tet3* ownedTetNear(const Point3& p, const Inserter3::KeyRange& keys);

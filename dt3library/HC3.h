@@ -44,6 +44,9 @@ public:
     static constexpr uint32_t numKeys = uint32_t(1) << 27;
     // Key of p in the grid of the last re-keying; needs at least one registered point.
     uint32_t getHilbertIndex(const Point3& p) const;
+    // Key of p on the curve of a grid moved by the fractions aMove of the box's extent, wrapping
+    // around: cells with other borders, for partitions whose borders must move.
+    uint32_t getMovedHilbertIndex(const Point3& p, const double aMove[3]) const;
     // Returns (vertex, hint): the vertex of p (an existing one for repeated coordinates) and a
     // tetrahedron near it along the curve, or null.
     std::pair<Point3*, Tet3*> insert(const Point3& p);
@@ -54,15 +57,17 @@ public:
     // The first incident tetrahedron found walking the curve forward from p's position, else backward.
     Tet3* getStartTet(const Point3& p);
     // For a registered vertex: the first incident tetrahedron that accept takes, among those of the
-    // vertices nearest along the curve, backward then forward, at most maxSteps entries each way and
-    // only while their keys lie in [firstKey, firstKey + numKeys); null when there is none. Reads no
-    // other vertex, so that workers owning disjoint key ranges may ask at the same time.
+    // vertices nearest along the curve, backward then forward, at most maxSteps entries each way,
+    // skipping the vertices whose own curve keys (Point3::getCurveKey) lie outside [firstKey,
+    // firstKey + numKeys); null when there is none. Reads no other vertex, so that workers owning disjoint key
+    // ranges may ask at the same time.
     template <class Accept>
     Tet3* findTetNear(const Point3& vertex, uint32_t firstKey, uint32_t numKeys, size_t maxSteps, Accept accept) const
     {
-        const Pos pos = lowerBound(vertex.getCurveKey(), &vertex);
+        const Pos pos = lowerBound(getHilbertIndex(vertex), &vertex);
         auto visit = [&](const IdxVtx& entry, Tet3*& pFound) {
-            if (entry.hilbertIndex - firstKey >= numKeys) return false;
+            // Another range's vertex: its incident tetrahedron may be changing under its owner.
+            if (entry.pVtx->getCurveKey() - firstKey >= numKeys) return true;
             Tet3* pTet = entry.pVtx->getOneTet();
             if (pTet != nullptr && accept(pTet)) pFound = pTet;
             return pFound == nullptr;
@@ -97,6 +102,9 @@ private:
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
     static_assert(numKeys == uint32_t(1) << numBits, "HC3: key bound");
 
+    // The curve's key of the offsets (dx, dy, dz) from the box's lower corner, the cells halving
+    // from the half-extents (hx, hy, hz).
+    static uint32_t keyOfOffsets(double dx, double dy, double dz, double hx, double hy, double hz);
     // Adds the points to the box; returns whether it grew.
     bool growsBox(const Point3* pPoints, size_t numPoints);
     void growBoxAndRekey();
