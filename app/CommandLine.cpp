@@ -90,6 +90,10 @@ Options parseCommandLine(int argc, const char* const* argv)
         } else if (argument == "--random") {
             options.numRandomPoints = parseCount(argument, arguments.valueOf(argument));
             if (options.numRandomPoints == 0) throw UsageError("--random needs at least one point");
+        } else if (argument == "--threads") {
+            const unsigned long long numThreads = parseCount(argument, arguments.valueOf(argument));
+            if (numThreads == 0 || numThreads > 1024) throw UsageError("--threads must lie in 1..1024");
+            options.numThreads = static_cast<int>(numThreads);
         } else if (argument == "--seed") {
             const unsigned long long seed = parseCount(argument, arguments.valueOf(argument));
             // Seed 0 would ask the generator for a clock-based sequence: not reproducible.
@@ -128,6 +132,8 @@ std::string usageText()
            "  -o, --output FILE   write the tetrahedra to FILE\n"
            "  --random N          triangulate N random points in the cube [0, 1000)^3\n"
            "  --seed S            seed of --random, 1..4294967295 (default 1)\n"
+           "  --threads N         insert with N threads (default: all cores); the mesh is the same for\n"
+           "                      every N from 2 on, and N = 1 is the sequential engine\n"
            "  --check             verify the triangulation (orientation and empty spheres); fail if broken\n"
            "  --scene FILE        also write the mesh as an OOGL scene (.list) for a 3D viewer\n"
            "  -q, --quiet         print nothing but errors (no summary, no warnings)\n"

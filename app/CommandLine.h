@@ -11,6 +11,7 @@ struct Options {
     unsigned seed = 1;
     std::string outputPath;  // empty: triangulate and report only
     std::string scenePath;
+    int numThreads = 0;  // 0: every hardware thread
     bool bCheck = false;
     bool bQuiet = false;
     bool bVerbose = false;  // the library's own lines on standard error

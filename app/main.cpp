@@ -43,6 +43,7 @@ struct Summary {
     size_t numVertices = 0;
     size_t numTets = 0;
     size_t numHullFacets = 0;
+    int numThreads = 1;
     std::string checkResult;
     double readSeconds = 0.0;
     double triangulateSeconds = 0.0;
@@ -62,6 +63,7 @@ void printSummary(const Summary& summary, const Options& options)
     line("duplicates merged") << summary.numPointsRead - summary.numVertices << "\n";
     line("tetrahedra") << summary.numTets << "\n";
     line("hull facets") << summary.numHullFacets << "\n";
+    line("threads") << summary.numThreads << "\n";
     if (options.bCheck) line("check") << summary.checkResult << "\n";
     const bool bWritten = summary.writeSeconds >= 0.0;
     if (bWritten && !options.outputPath.empty()) line("output") << options.outputPath << "\n";
@@ -115,6 +117,8 @@ int run(const Options& options)
     try {
         VESK3D::Vesk_3D triangulation;
         triangulation.setVerbosity(options.bVerbose);
+        triangulation.setNumThreads(options.numThreads);
+        summary.numThreads = triangulation.getNumThreads();
         {
             ElapsedTicker ticker("triangulating", bProgress && vPoints.size() >= largePointCount);
             triangulation.insert(vPoints);

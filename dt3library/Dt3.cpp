@@ -1,49 +1,24 @@
 #include "Dt3.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
+#include <memory>
 #include <iomanip>
 #include <sstream>
+#include <system_error>
+#include <thread>
 
-#include "Edge3.h"
-#include "TetAroundEdgeIterator.h"
 #include "Visualizer3.h"
 #include "tools.h"
-
-// For the small steps of cavity filling, which the compiler's heuristics otherwise keep as calls.
-#define VESK_HOT_INLINE inline __attribute__((always_inline))
 
 namespace VESK3D {
 
 namespace {
-
-constexpr size_t initialFacetTableSize = 1024;
-constexpr int watchdogLimit = 10000;
-const int nextFace[4] = {1, 2, 3, 0};
-
-// Corners of the tetrahedron that joins a vertex to facet k of T, keeping T's orientation: the
-// vertex takes the place of corner k and becomes corner 0. The cap over a hull facet uses the
-// opposite order because the vertex lies beyond that facet.
-const int cavityCorners[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
-const int capCorners[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
-
-// Mixes both vertex addresses; the top `64 - shift` bits index the table.
-inline size_t facetSlot(const Point3* pFirst, const Point3* pSecond, int shift)
-{
-    const std::uint64_t a = reinterpret_cast<std::uintptr_t>(pFirst);
-    const std::uint64_t b = reinterpret_cast<std::uintptr_t>(pSecond);
-    return static_cast<size_t>(((a * 0x9E3779B97F4A7C15ull) ^ b) * 0xC2B2AE3D27D4EB4Full >> shift);
-}
-
-int log2OfPowerOfTwo(size_t n)
-{
-    int log = 0;
-    while ((size_t(1) << log) < n) ++log;
-    return log;
-}
 
 // Seen-set of the star query: open addressing over pointers, so that a vertex of huge valence
 // (the centre of points on a sphere) neither allocates per entry nor touches the insertion marks.
@@ -90,461 +65,16 @@ private:
     size_t numEntries = 0;
 };
 
-void printFourPoints(const Point3* a, const Point3* b, const Point3* c, const Point3* d)
-{
-    messageStream(MESSAGE_ERROR) << *a << std::endl << *b << std::endl << *c << std::endl << *d << std::endl;
-}
-
 } // namespace
 
 Dt3::Dt3(Vesk_3D* pOwner_)
-    : insertionStamp(0), facetShift(64 - log2OfPowerOfTwo(initialFacetTableSize)), numFacetSlotsUsed(0),
-      numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false)
+    : bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numThreads(1), sequential(tetPool, predicates)
 {
     tetPool.init(28, -1);
-    vFacetTable.assign(initialFacetTableSize, TwoTetStruct{});
-    if (vDoomedTets.capacity() < 512) vDoomedTets.reserve(512);
-    if (vRecycledTets.capacity() < 512) vRecycledTets.reserve(512);
 }
 
 // The pool frees every tetrahedron at once; nothing walks the mesh.
 Dt3::~Dt3() = default;
-
-// ---------------------------------------------------------------------------------------------
-// Point location
-
-int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet) const
-{
-    if (pStartTet == nullptr) goToHell("locateConflictTet");
-    int i = 0;
-    int facesToTest = 4;
-    int numSteps = 0;
-    while (true) {
-        if (++numSteps > watchdogLimit) {
-            Tet3* pRandomStep = pStartTet->getOppTet(std::rand() % 4);
-            if (pRandomStep != nullptr) pStartTet = pRandomStep;
-            messageStream(MESSAGE_WARNING) << "watchDog: bad point" << std::endl;
-            return -99;
-        }
-        const Orientation3 orientation = predicates.getOrientation3(pStartTet, i, pVtx);
-        if (orientation == ORIENTATION3_NEGATIVE) {
-            Tet3* pNext = pStartTet->getOppTet(i);
-            if (pNext == nullptr) return i;
-            const int entryFace = pNext->getIntraTetIndex(pStartTet);
-            pStartTet = pNext;
-            i = nextFace[entryFace];
-            facesToTest = 3;
-            continue;
-        }
-        if (orientation == ORIENTATION3_COPLANAR) {
-            for (int corner = 0; corner < 4; ++corner) {
-                const Point3* pCorner = pStartTet->getCorner(corner);
-                if (pCorner->x() == pVtx->x() && pCorner->y() == pVtx->y() && pCorner->z() == pVtx->z())
-                    return -2;
-            }
-            int numPositive = 0, numNegative = 0, numCoplanar = 0;
-            int hullFace = -1, opp2ICI = -1;
-            for (int j = 0; j < 4; ++j) {
-                switch (predicates.getOrientation3(pStartTet, j, pVtx)) {
-                case ORIENTATION3_POSITIVE: ++numPositive; break;
-                case ORIENTATION3_NEGATIVE: ++numNegative; break;
-                default:
-                    ++numCoplanar;
-                    if (pStartTet->getOppTet(j) == nullptr) hullFace = j;
-                    if (j != i) opp2ICI = j;
-                }
-            }
-            if (numNegative == 0) {
-                if (numPositive == 3) return std::max(hullFace, -1);
-                VESK_ASSERT(numPositive==2);
-                VESK_ASSERT(numCoplanar==2);
-                VESK_ASSERT(opp2ICI>=0);
-                return locateOnEdge(pStartTet, i, opp2ICI);
-            }
-            // A negative face lies further on in the cycle; the walk crosses it when it gets there.
-        }
-        i = nextFace[i];
-        if (--facesToTest == 0) {
-            VESK_ASSERT(predicates.getOrientation3(pStartTet,0,pVtx)==ORIENTATION3_POSITIVE);
-            VESK_ASSERT(predicates.getOrientation3(pStartTet,1,pVtx)==ORIENTATION3_POSITIVE);
-            VESK_ASSERT(predicates.getOrientation3(pStartTet,2,pVtx)==ORIENTATION3_POSITIVE);
-            VESK_ASSERT(predicates.getOrientation3(pStartTet,3,pVtx)==ORIENTATION3_POSITIVE);
-            VESK_ASSERT(predicates.sphereInclusionTest(pStartTet,pVtx)==SIC_INSIDE);
-            return -1;
-        }
-    }
-}
-
-// The point lies on the edge shared by faces opp3ICI and opp2ICI: it is on the hull exactly when
-// some tetrahedron around the edge has no neighbour across its outward face.
-int Dt3::locateOnEdge(Tet3*& pStartTet, int opp3ICI, int opp2ICI) const
-{
-    const TetAroundEdgeIterator start(pStartTet->getEdge(opp3ICI, opp2ICI));
-    TetAroundEdgeIterator it(start);
-    do {
-        if (it.nextIsNull()) {
-            const int outIndex = it.getOpp2Index();
-            pStartTet = *it;
-            VESK_ASSERT(pStartTet!=0);
-            VESK_ASSERT(pStartTet->getOppTet(outIndex)==0);
-            return outIndex;
-        }
-        ++it;
-    } while (it != start);
-    return -1;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Insertion
-
-Tet3* Dt3::createTet(Point3* a, Point3* b, Point3* c, Point3* d)
-{
-    const Orientation3 orientation = predicates.getOrientation3(a, b, c, d);
-    if (__builtin_expect(orientation != ORIENTATION3_POSITIVE, 0)) {
-        if (orientation == ORIENTATION3_NEGATIVE) {
-            messageStream(MESSAGE_ERROR) << "Dt3::createTet(), ERROR: ORIENTATION3_NEGATIVE ORIENTATION OF: " << std::endl;
-            printFourPoints(a, b, c, d);
-            VESK_ASSERT(false);
-        }
-        messageStream(MESSAGE_ERROR) << "Dt3::createTet(), ERROR: ORIENTATION3_COPLANAR ORIENTATION OF: ";
-        printFourPoints(a, b, c, d);
-        messageStream(MESSAGE_ERROR) << "..probably a legal situaion but observe!" << std::endl;
-    }
-    Tet3* ret;
-    if (!vRecycledTets.empty()) {
-        ret = vRecycledTets.back();
-        vRecycledTets.pop_back();
-    } else {
-        ret = tetPool.getNewRecord();
-    }
-    VESK_ASSERT(ret!=0);
-    ret->setProperties(a, b, c, d);
-    return ret;
-}
-
-// A tetrahedron next to several facets of the cavity is tested once per insertion: an outside
-// answer is remembered until the stamp advances.
-VESK_HOT_INLINE bool Dt3::conflicts(Tet3* pTet, const Point3* pVtx)
-{
-    if (pTet->outsideMark == insertionStamp) return false;
-    if (predicates.sphereInclusionTest(pTet, pVtx) != SIC_OUTSIDE) return true;
-    pTet->outsideMark = insertionStamp;
-    return false;
-}
-
-void Dt3::doom(Tet3* pTet)
-{
-    pTet->hasBeenVisited = true;
-    pTet->setCustomIndex(-1);
-    vDoomedTets.push_back(pTet);
-    // Its neighbours are examined next; start their (usually cache-missing) loads now.
-    for (int k = 0; k < 4; ++k) __builtin_prefetch(pTet->getOppTet(k));
-}
-
-Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pCurTet)
-{
-    VESK_ASSERT(!pCurTet->hasBeenVisited);
-    VESK_ASSERT(numStoredTCS==0);
-    advanceInsertionStamp();
-
-    const int locateResult = locateConflictTet(pVtx, pCurTet);
-    VESK_ASSERT(locateResult!=-99);
-    if (locateResult == -2) {
-        for (int corner = 0; corner < 4; ++corner) {
-            Point3* pCorner = pCurTet->getCorner(corner);
-            if (pCorner->x() == pVtx->x() && pCorner->y() == pVtx->y() && pCorner->z() == pVtx->z()) {
-                pVtx = pCorner;
-                return pCurTet;
-            }
-        }
-        error("insertVertex()", "Proxy not found");
-        return nullptr;
-    }
-    if (locateResult >= 0) {
-        Tet3* pRet = insertOutsideHull(pVtx, pCurTet, locateResult);
-        VESK_ASSERT(pRet!=0);
-        VESK_ASSERT(!pRet->hasBeenVisited);
-        return pRet;
-    }
-    VESK_ASSERT(locateResult==-1);
-    return insertInsideHull(pVtx, pCurTet);
-}
-
-// Bowyer-Watson: doom every tetrahedron whose circumsphere contains the vertex and join the vertex
-// to each facet of the cavity boundary as soon as the search meets it.
-Tet3* Dt3::insertInsideHull(Point3* pVtx, Tet3* pLocated)
-{
-    // The previous insertion's doomed tetrahedra become reusable only now, so a cavity is never
-    // refilled with its own records.
-    vDoomedTets.swap(vRecycledTets);
-    vStack.clear();
-    doom(pLocated);
-    vStack.push_back(pLocated);
-    Tet3* pLastNew = nullptr;
-    while (!vStack.empty()) {
-        Tet3* pTet = vStack.back();
-        vStack.pop_back();
-        for (int k = 3; k >= 0; --k) {
-            Tet3* pOpp = pTet->getOppTet(k);
-            if (pOpp != nullptr) {
-                if (pOpp->hasBeenVisited) continue;
-                if (conflicts(pOpp, pVtx)) {
-                    doom(pOpp);
-                    vStack.push_back(pOpp);
-                    continue;
-                }
-            }
-            pLastNew = fillCavityFacet(pVtx, pTet, k, pOpp);
-        }
-    }
-    checkAllFacetsGlued();
-    return pLastNew;
-}
-
-// Joins the vertex to facet `face` of a doomed tetrahedron and glues the new tetrahedron to the
-// survivor across that facet (if any) and, through the facet hash, to its new siblings.
-VESK_HOT_INLINE Tet3* Dt3::fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet)
-{
-    const int* corners = cavityCorners[face];
-    Tet3* pNewTet = createJoinedTet(pVtx, pDoomedTet->getCorner(corners[0]), pDoomedTet->getCorner(corners[1]),
-                                    pDoomedTet->getCorner(corners[2]));
-    if (pOppTet != nullptr) registerTets(pNewTet, 0, pOppTet, pOppTet->getIntraTetIndex(pDoomedTet));
-    return pNewTet;
-}
-
-Tet3* Dt3::createCap(Point3* pVtx, Tet3* pHullTet, int face)
-{
-    const int* corners = capCorners[face];
-    Tet3* pCap = createJoinedTet(pVtx, pHullTet->getCorner(corners[0]), pHullTet->getCorner(corners[1]),
-                                 pHullTet->getCorner(corners[2]));
-    registerTets(pCap, 0, pHullTet, face);
-    return pCap;
-}
-
-Tet3* Dt3::insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI)
-{
-    VESK_ASSERT(pCurTet!=0);
-    VESK_ASSERT(opp3ICI>-1);
-    VESK_ASSERT(numStoredTCS==0);
-    vDoomedTets.swap(vRecycledTets);
-
-    collectVisibleHullTets(pVtx, pCurTet, opp3ICI);
-
-    // Split the visible hull tetrahedra into those in conflict (re-triangulated with the cavity)
-    // and those that only get caps, then flood the conflict region from the former.
-    vConflictTets.clear();
-    vCapTets.clear();
-    for (Tet3* pTet : vStack) {
-        if (conflicts(pTet, pVtx)) {
-            doom(pTet);
-            vConflictTets.push_back(pTet);
-        } else {
-            vCapTets.push_back(pTet);
-        }
-    }
-    vStack.assign(vConflictTets.begin(), vConflictTets.end());
-    while (!vStack.empty()) {
-        Tet3* pTet = vStack.back();
-        vStack.pop_back();
-        VESK_ASSERT(pTet!=0);
-        for (int k = 0; k < 4; ++k) {
-            Tet3* pOpp = pTet->getOppTet(k);
-            if (pOpp == nullptr || pOpp->hasBeenVisited) continue;
-            if (conflicts(pOpp, pVtx)) {
-                doom(pOpp);
-                vConflictTets.push_back(pOpp);
-                vStack.push_back(pOpp);
-            }
-        }
-    }
-
-    Tet3* pLastCap = nullptr;
-    for (Tet3* pCHTet : vCapTets) {
-        VESK_ASSERT(!pCHTet->hasBeenVisited);
-        for (int face = 0; face < 4; ++face) {
-            if (pCHTet->getOppTet(face) != nullptr) continue;
-            const Orientation3 orient = predicates.getOrientation3(pCHTet, face, pVtx);
-            if (orient != ORIENTATION3_NEGATIVE) continue;
-            pLastCap = createCap(pVtx, pCHTet, face);
-        }
-    }
-
-    Tet3* pLastCavityTet = fillConflictRegionOutsideHull(pVtx);
-    // Side facets on the new horizon are hull facets and legitimately stay without a partner.
-    numStoredTCS = 0;
-
-    Tet3* pNewTet1 = pLastCap != nullptr ? pLastCap : pLastCavityTet;
-    VESK_ASSERT(pNewTet1!=0);
-    return pNewTet1;
-}
-
-// Leaves in vStack, in creation order and without repeats, the tetrahedra of the hull facets that
-// the vertex sees strictly from outside and that connect to facet hullFace of pHullTet. Creation
-// order, unlike addresses, makes the result the same in every run.
-void Dt3::collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFace)
-{
-    vStack.clear();
-    vStack.push_back(pHullTet);
-    vEdgeStack.clear();
-    vSeenEdges.clear();
-    auto pushNewEdges = [&](Tet3* pTet, int face) {
-        for (int j = 0; j < 4; ++j) {
-            if (j == face) continue;
-            const Edge3 edge = pTet->getEdge(face, j);
-            const Point3* pSource = edge.getSourceVtx();
-            const Point3* pTarget = edge.getTargetVtx();
-            const std::pair<const Point3*, const Point3*> key(std::min(pSource, pTarget), std::max(pSource, pTarget));
-            if (std::find(vSeenEdges.begin(), vSeenEdges.end(), key) != vSeenEdges.end()) continue;
-            vSeenEdges.push_back(key);
-            vEdgeStack.push_back(edge);
-        }
-    };
-    pushNewEdges(pHullTet, hullFace);
-    while (!vEdgeStack.empty()) {
-        TetAroundEdgeIterator it(vEdgeStack.back());
-        vEdgeStack.pop_back();
-        while (!it.nextIsNull()) ++it;
-        Tet3* pCurTet = *it;
-        const int opp2ICI = it.getOpp2Index();
-        VESK_ASSERT(pCurTet->getOppTet(opp2ICI)==0);
-        if (predicates.getOrientation3(pCurTet, opp2ICI, pVtx) != ORIENTATION3_NEGATIVE) continue;
-        pushNewEdges(pCurTet, opp2ICI);
-        vStack.push_back(pCurTet);
-    }
-    // The address only breaks ties of a reset label counter, keeping repeats adjacent.
-    std::sort(vStack.begin(), vStack.end(), [](const Tet3* a, const Tet3* b) {
-        return a->getLabel() != b->getLabel() ? a->getLabel() < b->getLabel() : a < b;
-    });
-    vStack.erase(std::unique(vStack.begin(), vStack.end()), vStack.end());
-}
-
-// Re-triangulates the doomed tetrahedra of a hull insertion: the vertex is joined to every facet
-// it sees from inside; facets it sees from outside or in their plane are covered by the others.
-Tet3* Dt3::fillConflictRegionOutsideHull(Point3* pVtx)
-{
-    if (vConflictTets.empty()) {
-        messageStream(MESSAGE_WARNING) << "Warning: vDoomedTets() without input tets, returning NULL" << std::endl;
-        return nullptr;
-    }
-    Tet3* pLastNew = nullptr;
-    for (Tet3* pDoomedTet : vConflictTets) {
-        VESK_ASSERT(pDoomedTet->hasBeenVisited);
-        for (int face = 0; face < 4; ++face) {
-            Tet3* pOppTet = pDoomedTet->getOppTet(face);
-            if (pOppTet != nullptr && pOppTet->hasBeenVisited) continue;
-            if (predicates.getOrientation3(pDoomedTet, face, pVtx) != ORIENTATION3_POSITIVE) continue;
-            Tet3* pNewTet = fillCavityFacet(pVtx, pDoomedTet, face, pOppTet);
-            VESK_ASSERT(pNewTet!=0);
-            VESK_ASSERT(!pNewTet->hasBeenVisited);
-            pLastNew = pNewTet;
-        }
-    }
-    return pLastNew;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Neighbour registration
-
-VESK_HOT_INLINE void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth)
-{
-    VESK_ASSERT(toTet!=0);
-    VESK_ASSERT(range03(ith));
-    VESK_ASSERT(range03(jth));
-    if (fromTet == toTet) {
-        messageStream(MESSAGE_ERROR) << "register tets has been called with fromTet==toTet==" << *fromTet << std::endl;
-        VESK_ASSERT(fromTet!=toTet);
-    }
-    fromTet->setOppTet(ith, toTet);
-    toTet->setOppTet(jth, fromTet);
-}
-
-// The tetrahedron (pVtx, a, b, c) with its side facets offered to its siblings. The corners travel
-// in registers: loading them back from the record just written would stall on its packed stores.
-VESK_HOT_INLINE Tet3* Dt3::createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c)
-{
-    Tet3* pNewTet = createTet(pVtx, a, b, c);
-    registerSideFacets(pNewTet, a, b, c);
-    return pNewTet;
-}
-
-VESK_HOT_INLINE void Dt3::registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3)
-{
-    int aIndex[3] = {1, 2, 3};
-    Point3* aCorner[3] = {p1, p2, p3};
-    // Order the three old corners by address; the facet opposite each is named by the other two.
-    auto orderPair = [&](int a, int b) {
-        if (aCorner[b] < aCorner[a]) {
-            std::swap(aCorner[a], aCorner[b]);
-            std::swap(aIndex[a], aIndex[b]);
-        }
-    };
-    orderPair(0, 1);
-    orderPair(1, 2);
-    orderPair(0, 1);
-    storeOrGlue(aCorner[1], aCorner[2], pNewTet, aIndex[0]);
-    storeOrGlue(aCorner[0], aCorner[2], pNewTet, aIndex[1]);
-    storeOrGlue(aCorner[0], aCorner[1], pNewTet, aIndex[2]);
-}
-
-// Glues the facet to the sibling that offered the same two vertices before, or parks it until that
-// sibling comes. Open addressing: a slot is free unless it carries this insertion's stamp.
-VESK_HOT_INLINE void Dt3::storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index)
-{
-    const size_t mask = vFacetTable.size() - 1;
-    for (size_t i = facetSlot(pFirst, pSecond, facetShift);; i = (i + 1) & mask) {
-        TwoTetStruct& slot = vFacetTable[i];
-        if (slot.stamp != insertionStamp) {
-            slot = TwoTetStruct{pFirst, pSecond, pTet, index, insertionStamp};
-            ++numStoredTCS;
-            if (2 * ++numFacetSlotsUsed > vFacetTable.size()) growFacetTable();
-            return;
-        }
-        if (slot.pFirst == pFirst && slot.pSecond == pSecond && slot.pTet != nullptr) {
-            registerTets(slot.pTet, slot.index, pTet, index);
-            // The glued slot stays taken so that probes for other pairs still pass it.
-            slot.pTet = nullptr;
-            --numStoredTCS;
-            return;
-        }
-    }
-}
-
-// Advancing the stamp frees every facet slot and forgets every outside mark at once; only a
-// wrapped stamp needs a real clear.
-void Dt3::advanceInsertionStamp()
-{
-    numFacetSlotsUsed = 0;
-    if (++insertionStamp != 0) return;
-    for (TwoTetStruct& slot : vFacetTable) slot.stamp = 0;
-    tetPool.forEachRecord([](Tet3* pTet) { pTet->outsideMark = 0; });
-    insertionStamp = 1;
-}
-
-// Keeps the table at most half full, so probes stay short even for the huge cavities of
-// cospherical input. The capacity is kept for later insertions.
-void Dt3::growFacetTable()
-{
-    const std::vector<TwoTetStruct> vOld(std::move(vFacetTable));
-    vFacetTable.assign(vOld.size() * 2, TwoTetStruct{});
-    --facetShift;
-    const size_t mask = vFacetTable.size() - 1;
-    numFacetSlotsUsed = 0;
-    for (const TwoTetStruct& facet : vOld) {
-        if (facet.stamp != insertionStamp || facet.pTet == nullptr) continue;
-        size_t i = facetSlot(facet.pFirst, facet.pSecond, facetShift);
-        while (vFacetTable[i].stamp == insertionStamp) i = (i + 1) & mask;
-        vFacetTable[i] = facet;
-        ++numFacetSlotsUsed;
-    }
-}
-
-void Dt3::checkAllFacetsGlued()
-{
-    if (numStoredTCS != 0) {
-        messageStream(MESSAGE_ERROR) << "numStoredTCS after insertVertex: " << numStoredTCS << std::endl;
-        VESK_ASSERT(numStoredTCS==0);
-    }
-}
 
 // ---------------------------------------------------------------------------------------------
 // Start-up
@@ -588,7 +118,7 @@ Tet3* Dt3::makeFirstTet()
     if (predicates.getOrientation3(a, b, vVertices[k], vVertices[l]) == ORIENTATION3_NEGATIVE) std::swap(a, b);
     const Orientation3 ori = predicates.getOrientation3(a, b, vVertices[k], vVertices[l]);
     VESK_ASSERT(ori==ORIENTATION3_POSITIVE);
-    Tet3* pFirstTet = createTet(a, b, vVertices[k], vVertices[l]);
+    Tet3* pFirstTet = sequential.createTet(a, b, vVertices[k], vVertices[l]);
     bFullDimensional = true;
     return pFirstTet;
 }
@@ -675,6 +205,34 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
 }
 
 namespace {
+
+// Parallel rounds. A round cuts the waiting points into parts (by their number, never by the
+// thread count): at least minPartsPerRound, at most maxPointsPerPart points each, so that small
+// batches still spread over a few workers and large ones over many. Parts are ranges of a curve
+// through a grid that moves from round to round, so that the points left waiting at the borders
+// of one round's parts lie inside the next round's; rounds stop when few points wait. Large parts
+// keep the share of points near a border small: it falls with the cube root of a part's size.
+constexpr size_t minPartsPerRound = 8;
+constexpr size_t minPointsPerPart = 2048;
+constexpr size_t maxPointsPerPart = 131072;
+constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
+constexpr size_t minParallelRound = 2048;
+// The grid's move in each round, in fractions of the box: far from each other and from the
+// borders of the coarse cells (halves, quarters) of every earlier round.
+constexpr double gridMoves[][3] = {{0.0, 0.0, 0.0}, {0.37, 0.29, 0.43}, {0.71, 0.63, 0.17}, {0.13, 0.83, 0.59}};
+constexpr size_t numRounds = sizeof gridMoves / sizeof gridMoves[0];
+// Budgets per pending point of a part. A Delaunay tetrahedralization has about 6.5 tetrahedra per
+// vertex and a cavity about 11 new ones, but points that waited at a border meet a coarser mesh
+// and larger cavities; a part that runs short lets its next points wait.
+constexpr size_t recordsPerPoint = 8;
+constexpr size_t recordMargin = 512;
+constexpr size_t maxRecordsPerPart = size_t(1) << 20;
+constexpr size_t labelsPerPoint = 40;
+constexpr size_t labelMargin = 2048;
+constexpr size_t maxLabelsPerPart = size_t(1) << 24;
+constexpr size_t maxStartSearch = 64;
+constexpr size_t maxHintSteps = 64;
+
 // Coarse-to-fine order: the middle of each range goes to the current level and both halves one
 // level down, so early points spread over the whole curve and later walks start next to their
 // targets. Calls visit(position) for the positions on `level` in increasing order, or decreasing
@@ -715,7 +273,240 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
     const int maxLevel = std::max(0, static_cast<int>(std::ceil(std::log(double(n)) / std::log(2.0))) - 4);
 
     auto insertAt = [&](size_t position) { pLastTet = insertVertex(vVertices[position], pLastTet); };
-    for (int level = 0; level <= maxLevel; ++level) forEachOnLevel(0, n, 0, level, maxLevel, level % 2 == 0, insertAt);
+    std::vector<Point3*> vLevel;
+    auto collect = [&](size_t position) { vLevel.push_back(vVertices[position]); };
+    for (int level = 0; level <= maxLevel; ++level) {
+        if (numThreads > 1) {
+            vLevel.clear();
+            forEachOnLevel(0, n, 0, level, maxLevel, false, collect);
+            if (vLevel.size() >= minParallelLevel) {
+                pLastTet = insertLevelInParallel(vLevel, pLastTet);
+                continue;
+            }
+        }
+        forEachOnLevel(0, n, 0, level, maxLevel, level % 2 == 0, insertAt);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Parallel rounds
+
+// The points of one part of a round, vPending[first, last), and what its worker may use.
+struct Dt3::Part {
+    size_t first;
+    size_t last;
+    Inserter3::Region region;
+    Tet3* pStartTet;
+    // The part's share of the round's free records: vFree[firstFree, endFree).
+    size_t firstFree;
+    size_t endFree;
+    // What the worker left unused, handed back after the round in part order.
+    std::vector<Tet3*> vLeftover;
+};
+
+namespace {
+
+// Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads of their own, which
+// claim tasks in order from a counter; the caller waits. After every thread is joined, the
+// exception of the lowest failing task is rethrown here; a failure stops the claiming of tasks.
+template <class Work>
+void runTasks(int numWorkers, size_t numTasks, Work& work)
+{
+    std::atomic<size_t> nextTask{0};
+    std::atomic<bool> bFailed{false};
+    std::vector<std::exception_ptr> vErrors(numTasks);
+    auto serve = [&](int worker) {
+        for (size_t task; !bFailed.load() && (task = nextTask.fetch_add(1)) < numTasks;) {
+            try {
+                work(worker, task);
+            } catch (...) {
+                vErrors[task] = std::current_exception();
+                bFailed = true;
+            }
+        }
+    };
+    std::vector<std::thread> vThreads;
+    try {
+        for (int worker = 0; worker < numWorkers; ++worker) vThreads.emplace_back(serve, worker);
+    } catch (const std::system_error&) {
+        // Fewer threads than asked for: the ones running do all the tasks, or the caller alone.
+        if (vThreads.empty()) serve(0);
+    }
+    for (std::thread& thread : vThreads) thread.join();
+    for (const std::exception_ptr& error : vErrors)
+        if (error) std::rethrow_exception(error);
+}
+
+} // namespace
+
+// Rounds over the level on moving grids while enough points wait; then the rest in the last
+// round's curve order on the sequential path.
+Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
+{
+    std::vector<Point3*> vPending(vLevel);
+    for (size_t round = 0; round < numRounds && vPending.size() >= minParallelRound; ++round) {
+        const size_t numBefore = vPending.size();
+        keyVerticesOnGrid(gridMoves[round], vPending);
+        if (!insertRoundInParallel(vPending)) break;
+        if (bVerbose)
+            messageStream(MESSAGE_INFO) << "parallel round " << round << ": " << numBefore << " points, "
+                                        << vPending.size() << " deferred" << std::endl;
+    }
+    for (Point3*& pVtx : vPending) pLastTet = insertVertex(pVtx, liveStartTet(*pVtx, pLastTet));
+    return liveStartTet(*vLevel.back(), pLastTet);
+}
+
+// Gives every vertex its key on the moved grid's curve and puts the waiting points in that order
+// (stable, so that equal keys keep the order they had).
+void Dt3::keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending)
+{
+    std::vector<Point3*> vVertices;
+    registry.getVertices(vVertices);
+    for (Point3* pVtx : vVertices) pVtx->setCurveKey(registry.getMovedHilbertIndex(*pVtx, aMove));
+    std::stable_sort(vPending.begin(), vPending.end(), [](const Point3* a, const Point3* b) { return a->getCurveKey() < b->getCurveKey(); });
+}
+
+// Returns false, inserting nothing, when the labels of the round would overflow.
+bool Dt3::insertRoundInParallel(std::vector<Point3*>& vPending)
+{
+    std::vector<Part> vParts = cutIntoParts(vPending);
+    std::vector<Tet3*> vFree;
+    if (!budgetParts(vParts, vFree)) return false;
+
+    const int numWorkers = std::min<int>(numThreads, static_cast<int>(vParts.size()));
+    std::vector<std::unique_ptr<Inserter3>> vWorkers;
+    for (int worker = 0; worker < numWorkers; ++worker) vWorkers.push_back(std::make_unique<Inserter3>(tetPool, predicates));
+    auto insertPart = [&](int worker, size_t task) {
+        Inserter3& inserter = *vWorkers[worker];
+        Part& part = vParts[task];
+        inserter.recycledTets().assign(vFree.begin() + part.firstFree, vFree.begin() + part.endFree);
+        inserter.enterRegion(part.region);
+        Tet3* pStart = part.pStartTet;
+        for (size_t i = part.first; i < part.last; ++i) {
+            Tet3* pNew = insertInRegion(inserter, vPending[i], pStart);
+            if (pNew == nullptr) continue;
+            pStart = pNew;
+            vPending[i] = nullptr;
+        }
+        part.vLeftover.swap(inserter.recycledTets());
+        inserter.appendUnusedRecords(part.vLeftover);
+    };
+    runTasks(numWorkers, vParts.size(), insertPart);
+
+    // Hand the unused records back in part order, and keep the points that wait in curve order.
+    std::vector<Tet3*>& vRecycled = sequential.recycledTets();
+    vRecycled.assign(vFree.begin() + (vParts.empty() ? 0 : vParts.back().endFree), vFree.end());
+    for (const Part& part : vParts) vRecycled.insert(vRecycled.end(), part.vLeftover.begin(), part.vLeftover.end());
+    vPending.erase(std::remove(vPending.begin(), vPending.end(), nullptr), vPending.end());
+    return true;
+}
+
+// On a worker: the walk starts at the part's last new tetrahedron (if any) and, when it cannot
+// reach pVtx through owned ones, once more at a live owned tetrahedron of a vertex next to pVtx on
+// the registry's curve.
+Tet3* Dt3::insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) const
+{
+    Tet3* pLocated = pStartTet;
+    if (pLocated == nullptr || !inserter.locateInRegion(pVtx, pLocated)) {
+        const Inserter3::KeyRange& keys = inserter.getRegion();
+        const auto usable = [&keys](const Tet3* pTet) { return keys.holdsAll(pTet) && !pTet->hasBeenVisited; };
+        pLocated = registry.findTetNear(*pVtx, keys.first, keys.count, maxHintSteps, usable);
+        if (pLocated == nullptr || !inserter.locateInRegion(pVtx, pLocated)) return nullptr;
+    }
+    return inserter.insertLocatedInRegion(pVtx, pLocated);
+}
+
+// Cuts the waiting points into parts of equal counts, between distinct keys only; the parts' key ranges
+// cover all keys, so that every vertex, old or new, has exactly one owner.
+std::vector<Dt3::Part> Dt3::cutIntoParts(const std::vector<Point3*>& vPending)
+{
+    const size_t pointsPerPart = std::clamp(vPending.size() / minPartsPerRound, minPointsPerPart, maxPointsPerPart);
+    std::vector<Part> vParts;
+    for (size_t first = 0; first < vPending.size();) {
+        size_t last = std::min(first + pointsPerPart, vPending.size());
+        while (last < vPending.size() && vPending[last]->getCurveKey() == vPending[last - 1]->getCurveKey()) ++last;
+        Part part{};
+        part.first = first;
+        part.last = last;
+        const std::uint32_t firstKey = first == 0 ? 0 : vPending[first]->getCurveKey();
+        const std::uint32_t endKey = last == vPending.size() ? HC3::numKeys : vPending[last]->getCurveKey();
+        part.region.keys = {firstKey, endKey - firstKey};
+        part.pStartTet = ownedTetNear(*vPending[first + (last - first) / 2], part.region.keys);
+        vParts.push_back(std::move(part));
+        first = last;
+    }
+    return vParts;
+}
+
+// Gives each part, in part order, records (free ones first, then a fresh run from the pool),
+// labels and insertion stamps in proportion to its points. Returns false when the labels would
+// overflow.
+bool Dt3::budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree)
+{
+    const auto recordsFor = [](const Part& part) { return static_cast<int>(std::min(maxRecordsPerPart, recordsPerPoint * (part.last - part.first) + recordMargin)); };
+    const auto labelsFor = [](const Part& part) { return static_cast<int>(std::min(maxLabelsPerPart, labelsPerPoint * (part.last - part.first) + labelMargin)); };
+    long long numLabels = 0, numStamps = 0;
+    for (const Part& part : vParts) {
+        numLabels += labelsFor(part);
+        numStamps += static_cast<long long>(part.last - part.first);
+    }
+    int firstLabel = Tet3::runningLabel.load();
+    do {
+        if (firstLabel > INT_MAX - numLabels) return false;
+    } while (!Tet3::runningLabel.compare_exchange_weak(firstLabel, static_cast<int>(firstLabel + numLabels)));
+    if (sequential.getInsertionStamp() > UINT_MAX - numStamps) sequential.restartStamps();
+    unsigned firstStamp = sequential.getInsertionStamp();
+
+    vFree.swap(sequential.recycledTets());
+    vFree.insert(vFree.end(), sequential.doomedTets().begin(), sequential.doomedTets().end());
+    sequential.doomedTets().clear();
+    size_t nextFree = 0;
+    for (Part& part : vParts) {
+        const int numRecords = recordsFor(part);
+        const size_t numFree = std::min(vFree.size() - nextFree, static_cast<size_t>(numRecords));
+        part.firstFree = nextFree;
+        part.endFree = nextFree += numFree;
+        part.region.numRecords = numRecords - static_cast<int>(numFree);
+        part.region.pFirstRecord = part.region.numRecords > 0 ? takeFreshRun(part.region.numRecords, vFree) : nullptr;
+        part.region.firstLabel = firstLabel;
+        part.region.numLabels = labelsFor(part);
+        firstLabel += part.region.numLabels;
+        part.region.firstStamp = firstStamp;
+        firstStamp += static_cast<unsigned>(part.last - part.first);
+    }
+    sequential.setInsertionStamp(firstStamp);
+    return true;
+}
+
+// numRecords consecutive records of the pool; the rest of a container too short for them joins
+// the free records, marked dead.
+Tet3* Dt3::takeFreshRun(int numRecords, std::vector<Tet3*>& vFree)
+{
+    while (true) {
+        int numGiven = 0;
+        Tet3* pFirst = tetPool.getNewRecords(numRecords, numGiven);
+        if (numGiven == numRecords) return pFirst;
+        for (int i = 0; i < numGiven; ++i) {
+            pFirst[i].hasBeenVisited = true;
+            vFree.push_back(pFirst + i);
+        }
+    }
+}
+
+// A live tetrahedron owned by the key range, found breadth-first from the registry's hint for p;
+// null when none is near, and the part's points then wait.
+Tet3* Dt3::ownedTetNear(const Point3& p, const Inserter3::KeyRange& keys)
+{
+    std::vector<Tet3*> vSeen{liveStartTet(p, nullptr)};
+    for (size_t i = 0; i < vSeen.size() && i < maxStartSearch; ++i) {
+        Tet3* pTet = vSeen[i];
+        if (keys.holdsAll(pTet)) return pTet;
+        for (int k = 0; k < 4; ++k) {
+            Tet3* pOpp = pTet->getOppTet(k);
+            if (pOpp != nullptr && std::find(vSeen.begin(), vSeen.end(), pOpp) == vSeen.end()) vSeen.push_back(pOpp);
+        }
+    }
+    return nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------

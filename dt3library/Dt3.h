@@ -14,15 +14,24 @@
 // Its limits: no removal of vertices; no infinite vertex (a hull facet simply has no neighbour);
 // while every point seen is coplanar there are no tetrahedra at all, points are only held; one
 // engine must not be used from two threads at once. A Tet3* is valid only until the next insertion.
+//
+// With more than one thread, the large levels of a batch are inserted in rounds: the level's
+// points are cut along the curve into parts, each part owns a range of curve keys, and workers
+// insert the points of whole parts, touching only tetrahedra of their own range (see Inserter3).
+// A point whose walk or cavity reaches beyond its part waits for the next round, whose cuts lie
+// between the previous ones; the few left at the end, and points outside the hull, are inserted
+// sequentially. Cuts, budgets of records and labels, and the order of everything done outside the
+// workers depend on the data only, so the mesh and its listing order do not depend on the number
+// of threads or their timing.
 #include <string>
 #include <vector>
 
 #include "GeomTest3.h"
 #include "HC3.h"
+#include "Inserter3.h"
 #include "Point3.h"
 #include "SimplePool.h"
 #include "Tet3.h"
-#include "TwoTetStruct.h"
 
 namespace VESK3D {
 
@@ -40,6 +49,10 @@ public:
 
     bool is3D() const { return bFullDimensional; }
     void setVerbosity(bool bVerbose_) { bVerbose = bVerbose_; }
+    // Threads for batch insertions; 1 (the default) is the sequential engine. Any count from 2 up
+    // gives the same mesh, listed in the same order, in every run.
+    void setNumThreads(int n) { numThreads = n; }
+    int getNumThreads() const { return numThreads; }
     void getVertices(std::vector<Point3*>& vVertices) const { registry.getVertices(vVertices); }
     size_t getNumVertices() const { return registry.getNumVertices(); }
     void getAllTetrahedra(std::vector<Tet3*>& vTet) const;
@@ -49,10 +62,10 @@ public:
     // Walk from pStartTet towards pVtx. Returns -1 (inside, or on a non-hull facet or edge), -2 (equal
     // to a corner), 0..3 (outside the hull across that face of the returned tetrahedron) or -99 (the
     // watchdog gave up); pStartTet is left at the tetrahedron the code speaks of.
-    int locateConflictTet(const Point3* pVtx, Tet3*& pStartTet) const;
+    int locateConflictTet(const Point3* pVtx, Tet3*& pStartTet) const { return sequential.locateConflictTet(pVtx, pStartTet); }
     // Inserts a registered vertex; on a duplicate pVtx becomes the existing vertex. Returns a
     // tetrahedron incident to the vertex.
-    Tet3* insertVertex(Point3*& pVtx, Tet3* pStartTet);
+    Tet3* insertVertex(Point3*& pVtx, Tet3* pStartTet) { return sequential.insertVertex(pVtx, pStartTet); }
     // Builds the first tetrahedron from the first non-coplanar quadruple of registered vertices.
     Tet3* makeFirstTet();
     void triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet);
@@ -77,51 +90,27 @@ public:
     void show(const std::string& filename, const Point3* pVtx) const;
 
 private:
-    Tet3* createTet(Point3* a, Point3* b, Point3* c, Point3* d);
-    Tet3* insertInsideHull(Point3* pVtx, Tet3* pLocated);
-    Tet3* insertOutsideHull(Point3* pVtx, Tet3* pCurTet, int opp3ICI);
-    void collectVisibleHullTets(const Point3* pVtx, Tet3* pHullTet, int hullFace);
-    bool conflicts(Tet3* pTet, const Point3* pVtx);
-    void doom(Tet3* pTet);
-    Tet3* fillCavityFacet(Point3* pVtx, Tet3* pDoomedTet, int face, Tet3* pOppTet);
-    Tet3* createCap(Point3* pVtx, Tet3* pHullTet, int face);
-    Tet3* fillConflictRegionOutsideHull(Point3* pVtx);
-    int locateOnEdge(Tet3*& pStartTet, int opp3ICI, int opp2ICI) const;
+    struct Part;
     Tet3* liveStartTet(const Point3& p, Tet3* pHint);
     Tet3* firstLiveVertexTet() const;
-
-    // Neighbour registration through the facet hash.
-    void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);
-    Tet3* createJoinedTet(Point3* pVtx, Point3* a, Point3* b, Point3* c);
-    // p1, p2, p3: the new tetrahedron's corners 1, 2, 3.
-    void registerSideFacets(Tet3* pNewTet, Point3* p1, Point3* p2, Point3* p3);
-    void storeOrGlue(Point3* pFirst, Point3* pSecond, Tet3* pTet, int index);
-    void advanceInsertionStamp();
-    void growFacetTable();
-    void checkAllFacetsGlued();
+    Tet3* insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet);
+    void keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending);
+    bool insertRoundInParallel(std::vector<Point3*>& vPending);
+    std::vector<Part> cutIntoParts(const std::vector<Point3*>& vPending);
+    bool budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree);
+    Tet3* takeFreshRun(int numRecords, std::vector<Tet3*>& vFree);
+    Tet3* ownedTetNear(const Point3& p, const Inserter3::KeyRange& keys);
+    Tet3* insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) const;
 
     SimplePool<Tet3> tetPool;
-    std::vector<Tet3*> vDoomedTets;
-    std::vector<Tet3*> vRecycledTets;
-    // Pending side facets of the current insertion (open addressing, power-of-two size).
-    std::vector<TwoTetStruct> vFacetTable;
-    // Advances at every insertion: frees the facet slots and the tetrahedra's outside marks at once.
-    unsigned insertionStamp;
-    int facetShift;
-    size_t numFacetSlotsUsed;
-    int numStoredTCS;
     GeomTest3 predicates;
     bool bFullDimensional;
     HC3 registry;
     Vesk_3D* pOwner;
     bool bVerbose;
-
-    // Scratch lists of one insertion; members so that their capacity survives between insertions.
-    std::vector<Tet3*> vStack;
-    std::vector<Tet3*> vConflictTets;
-    std::vector<Tet3*> vCapTets;
-    std::vector<Edge3> vEdgeStack;
-    std::vector<std::pair<const Point3*, const Point3*>> vSeenEdges;
+    int numThreads;
+    // Every insertion outside the parallel rounds of a batch.
+    Inserter3 sequential;
 };
 
 // Every live tetrahedron. Before the first one exists there is nothing to list; asking the engine

@@ -135,8 +135,25 @@ HC3::~HC3() {}
 uint32_t HC3::getHilbertIndex(const Point3& p) const
 {
     assert(bValid);
-    double hx = rangeX / 2, hy = rangeY / 2, hz = rangeZ / 2;
-    double dx = toFrame(p.x()) - bbox.getMinX(), dy = toFrame(p.y()) - bbox.getMinY(), dz = toFrame(p.z()) - bbox.getMinZ();
+    const double dx = toFrame(p.x()) - bbox.getMinX(), dy = toFrame(p.y()) - bbox.getMinY(), dz = toFrame(p.z()) - bbox.getMinZ();
+    return keyOfOffsets(dx, dy, dz, rangeX / 2, rangeY / 2, rangeZ / 2);
+}
+
+uint32_t HC3::getMovedHilbertIndex(const Point3& p, const double aMove[3]) const
+{
+    assert(bValid);
+    const double aOffset[3] = {toFrame(p.x()) - bbox.getMinX(), toFrame(p.y()) - bbox.getMinY(), toFrame(p.z()) - bbox.getMinZ()};
+    const double aRange[3] = {rangeX, rangeY, rangeZ};
+    double aUnit[3];
+    for (int axis = 0; axis < 3; ++axis) {
+        const double unit = (aRange[axis] > 0 ? aOffset[axis] / aRange[axis] : 0.0) + aMove[axis];
+        aUnit[axis] = unit - std::floor(unit);
+    }
+    return keyOfOffsets(aUnit[0], aUnit[1], aUnit[2], 0.5, 0.5, 0.5);
+}
+
+uint32_t HC3::keyOfOffsets(double dx, double dy, double dz, double hx, double hy, double hz)
+{
     uint32_t key = 0, state = 0;
     for (int shift = numBits - 3; shift >= 0; shift -= 3) {
         // All three axes are split at the x half-extent: the established curve order depends on it.
@@ -291,8 +308,10 @@ void HC3::growBoxAndRekey()
     bValid = true;
     std::vector<IdxVtx> vEntries;
     collectEntries(vEntries);
-    for (IdxVtx& entry : vEntries)
+    for (IdxVtx& entry : vEntries) {
         entry.hilbertIndex = getHilbertIndex(*entry.pVtx);
+        entry.pVtx->setCurveKey(entry.hilbertIndex);
+    }
     std::sort(vEntries.begin(), vEntries.end(), Func_ltIdxVtxPtr());
     rebuildBlocks(vEntries);
 }
@@ -300,7 +319,9 @@ void HC3::growBoxAndRekey()
 // The vertex copies p's coordinates and custom index; it has no incident tetrahedron yet.
 IdxVtx HC3::newEntry(const Point3& p, uint32_t key)
 {
-    return IdxVtx{key, new (vertexPool.getNewRecord()) Point3(p)};
+    Point3* pVtx = new (vertexPool.getNewRecord()) Point3(p);
+    pVtx->setCurveKey(key);
+    return IdxVtx{key, pVtx};
 }
 
 HC3::Pos HC3::lowerBound(uint32_t key, const Point3* p) const

@@ -40,8 +40,13 @@ public:
     HC3(const HC3&) = delete;
     HC3& operator=(const HC3&) = delete;
 
+    // Keys are below this bound.
+    static constexpr uint32_t numKeys = uint32_t(1) << 27;
     // Key of p in the grid of the last re-keying; needs at least one registered point.
     uint32_t getHilbertIndex(const Point3& p) const;
+    // Key of p on the curve of a grid moved by the fractions aMove of the box's extent, wrapping
+    // around: cells with other borders, for partitions whose borders must move.
+    uint32_t getMovedHilbertIndex(const Point3& p, const double aMove[3]) const;
     // Returns (vertex, hint): the vertex of p (an existing one for repeated coordinates) and a
     // tetrahedron near it along the curve, or null.
     std::pair<Point3*, Tet3*> insert(const Point3& p);
@@ -51,6 +56,35 @@ public:
                 std::vector<Point3*>& vNewVertices);
     // The first incident tetrahedron found walking the curve forward from p's position, else backward.
     Tet3* getStartTet(const Point3& p);
+    // For a registered vertex: the first incident tetrahedron that accept takes, among those of the
+    // vertices nearest along the curve, backward then forward, at most maxSteps entries each way,
+    // skipping the vertices whose own curve keys (Point3::getCurveKey) lie outside [firstKey,
+    // firstKey + numKeys); null when there is none. Reads no other vertex, so that workers owning disjoint key
+    // ranges may ask at the same time.
+    template <class Accept>
+    Tet3* findTetNear(const Point3& vertex, uint32_t firstKey, uint32_t numKeys, size_t maxSteps, Accept accept) const
+    {
+        const Pos pos = lowerBound(getHilbertIndex(vertex), &vertex);
+        auto visit = [&](const IdxVtx& entry, Tet3*& pFound) {
+            // Another range's vertex: its incident tetrahedron may be changing under its owner.
+            if (entry.pVtx->getCurveKey() - firstKey >= numKeys) return true;
+            Tet3* pTet = entry.pVtx->getOneTet();
+            if (pTet != nullptr && accept(pTet)) pFound = pTet;
+            return pFound == nullptr;
+        };
+        Tet3* pFound = nullptr;
+        Pos back = pos;
+        for (size_t step = 0; step < maxSteps && (back.block > 0 || back.offset > 0); ++step) {
+            if (back.offset == 0) back = {back.block - 1, vBlocks[back.block - 1].size()};
+            if (!visit(vBlocks[back.block][--back.offset], pFound)) break;
+        }
+        Pos ahead = pos;
+        for (size_t step = 0; pFound == nullptr && step < maxSteps && !isEnd(ahead); ++step) {
+            if (!visit(entryAt(ahead), pFound)) break;
+            if (++ahead.offset == vBlocks[ahead.block].size()) ahead = {ahead.block + 1, 0};
+        }
+        return pFound;
+    }
     // Appends all vertices in curve order.
     void getVertices(std::vector<Point3*>& vVertices) const;
     size_t getNumVertices() const { return numEntries; }
@@ -66,7 +100,11 @@ private:
     // 9 levels of 3 bits: a grid of 512 cells per axis.
     static constexpr unsigned numBits = 27;
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
+    static_assert(numKeys == uint32_t(1) << numBits, "HC3: key bound");
 
+    // The curve's key of the offsets (dx, dy, dz) from the box's lower corner, the cells halving
+    // from the half-extents (hx, hy, hz).
+    static uint32_t keyOfOffsets(double dx, double dy, double dz, double hx, double hy, double hz);
     // Adds the points to the box; returns whether it grew.
     bool growsBox(const Point3* pPoints, size_t numPoints);
     void growBoxAndRekey();

@@ -10,7 +10,7 @@ namespace VESK3D {
 
 Point3::Point3()
     : coordX(std::numeric_limits<double>::lowest()), coordY(std::numeric_limits<double>::lowest()),
-      coordZ(std::numeric_limits<double>::lowest()), oneTet(nullptr), customIndex(-1)
+      coordZ(std::numeric_limits<double>::lowest()), oneTet(nullptr), customIndex(-1), curveKey(0)
 {
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <iosfwd>
 
 #include "Vector3.h"
@@ -12,9 +13,13 @@ class Tet3;
 class Point3 {
 public:
     Point3();
-    Point3(double x, double y, double z) : coordX(x), coordY(y), coordZ(z), oneTet(nullptr), customIndex(-1) {}
-    // A copy is a new point, not the same vertex: the incident tetrahedron is not carried over.
-    Point3(const Point3& p) : coordX(p.coordX), coordY(p.coordY), coordZ(p.coordZ), oneTet(nullptr), customIndex(p.customIndex) {}
+    Point3(double x, double y, double z) : coordX(x), coordY(y), coordZ(z), oneTet(nullptr), customIndex(-1), curveKey(0) {}
+    // A copy is a new point, not the same vertex: the incident tetrahedron and the curve key are
+    // not carried over.
+    Point3(const Point3& p)
+        : coordX(p.coordX), coordY(p.coordY), coordZ(p.coordZ), oneTet(nullptr), customIndex(p.customIndex), curveKey(0)
+    {
+    }
     // Assignment, unlike copy construction, copies every field.
     Point3& operator=(const Point3& p) = default;
     ~Point3() {}
@@ -46,6 +51,10 @@ public:
     Tet3* getOneTet() const { return oneTet; }
     int getCustomIndex() const { return customIndex; }
     void setCustomIndex(int index) { customIndex = index; }
+    // The vertex's key on the registry's space-filling curve, kept by the registry; a parallel
+    // batch tells by it which worker may touch the vertex.
+    std::uint32_t getCurveKey() const { return curveKey; }
+    void setCurveKey(std::uint32_t key) { curveKey = key; }
 
     Point3 operator+(const Vector3& v) const { return Point3(coordX + v.x, coordY + v.y, coordZ + v.z); }
     Vector3 operator-(const Point3& p) const { return Vector3(coordX - p.coordX, coordY - p.coordY, coordZ - p.coordZ); }
@@ -69,6 +78,8 @@ private:
     double coordZ;
     Tet3* oneTet;
     int customIndex;
+    // Fills the padding after customIndex: the record stays 40 bytes.
+    std::uint32_t curveKey;
 };
 
 // Address, a tab, then the three coordinates in fields of width 8.

@@ -27,20 +27,13 @@ public:
     {
         // Bitwise or keeps the check nearly branch-free; the report stays out of line.
         if ((pI == nullptr) | (pJ == nullptr) | (pK == nullptr) | (pL == nullptr)) rejectNullCorner(pI, pJ, pK, pL);
-        label = runningLabel.fetch_add(1, std::memory_order_relaxed);
-        storeLink(0, pI);
-        storeLink(1, pJ);
-        storeLink(2, pK);
-        storeLink(3, pL);
-        pI->setOneTet(this);
-        pJ->setOneTet(this);
-        pK->setOneTet(this);
-        pL->setOneTet(this);
-        // All four neighbours null, in one stretch of bytes.
-        std::memset(aLinkBytes + linkShift / 8 + 4 * linkBytes, 0, 4 * linkBytes);
-        hasBeenVisited = false;
-        customIndex = -1;
-        outsideMark = 0;
+        initialise(pI, pJ, pK, pL, runningLabel.fetch_add(1, std::memory_order_relaxed));
+    }
+    // With a label that the caller reserved from runningLabel before (a range per worker).
+    void setProperties(Point3* pI, Point3* pJ, Point3* pK, Point3* pL, int label_)
+    {
+        if ((pI == nullptr) | (pJ == nullptr) | (pK == nullptr) | (pL == nullptr)) rejectNullCorner(pI, pJ, pK, pL);
+        initialise(pI, pJ, pK, pL, label_);
     }
 
     int getLabel() const { return label; }
@@ -136,6 +129,24 @@ private:
     // Records are never copied; the message reveals an accidental copy.
     Tet3(const Tet3& other);
     static void rejectNullCorner(const Point3* pI, const Point3* pJ, const Point3* pK, const Point3* pL);
+    void initialise(Point3* pI, Point3* pJ, Point3* pK, Point3* pL, int label_)
+    {
+        label = label_;
+        storeLink(0, pI);
+        storeLink(1, pJ);
+        storeLink(2, pK);
+        storeLink(3, pL);
+        pI->setOneTet(this);
+        pJ->setOneTet(this);
+        pK->setOneTet(this);
+        pL->setOneTet(this);
+        // All four neighbours null, in one stretch of bytes.
+        std::memset(aLinkBytes + linkShift / 8 + 4 * linkBytes, 0, 4 * linkBytes);
+        hasBeenVisited = false;
+        customIndex = -1;
+        outsideMark = 0;
+    }
+
     void reportSelfNeighbor(int ith, const Tet3* pC) const;
     [[noreturn]] void dieNotNeighbor(const Tet3* pT) const;
 
@@ -167,7 +178,7 @@ private:
     // The insertion whose conflict search found this tetrahedron outside the new vertex's sphere;
     // the engine's business, so that it tests every neighbour of a cavity once.
     unsigned outsideMark;
-    friend class Dt3;
+    friend class Inserter3;
 };
 
 #if defined(__BYTE_ORDER__)

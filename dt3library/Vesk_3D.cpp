@@ -1,7 +1,9 @@
 #include "Vesk_3D.h"
 
+#include <algorithm>
 #include <climits>
 #include <optional>
+#include <thread>
 
 #include "Dt3.h"
 
@@ -105,6 +107,17 @@ void Vesk_3D::getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets)
 void Vesk_3D::setVerbosity(bool bVerbose)
 {
     pDt->setVerbosity(bVerbose);
+}
+
+void Vesk_3D::setNumThreads(int n)
+{
+    VESK_ASSERT(n>=0);
+    pDt->setNumThreads(n > 0 ? n : static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
+}
+
+int Vesk_3D::getNumThreads() const
+{
+    return pDt->getNumThreads();
 }
 
 void Vesk_3D::exportMesh(MeshArrays& arrays, bool bWithNeighbors) const

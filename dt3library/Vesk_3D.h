@@ -74,6 +74,13 @@ public:
     Tet3* locate(const Point3& p);
     void getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets);
     void setVerbosity(bool bVerbose);
+    // Threads for batch insertions. 1, the default, is the sequential engine; from 2 on, the large
+    // steps of a batch run on that many threads, and the mesh and the order in which getTetrahedra
+    // lists it are the same for every such count and every run (wherever the Delaunay
+    // tetrahedralization is unique, they are the sequential engine's tetrahedra, in another
+    // order). 0 means every hardware thread. Single points are always inserted sequentially.
+    void setNumThreads(int n);
+    int getNumThreads() const;
 
     // Fills `arrays` (any previous content is replaced) with the current mesh; vTetNeighbors only
     // when bWithNeighbors. Before the first tetrahedron there are vertices but no tetrahedra. Linear

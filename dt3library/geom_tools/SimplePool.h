@@ -67,6 +67,16 @@ public:
         return recordFromNewContainer();
     }
 
+    // Up to n (at least one) consecutive records at once, for a caller that hands them out itself:
+    // as many as the current container still holds, after opening a new one when it is full.
+    T* getNewRecords(int n, int& numGiven)
+    {
+        T* pFirst = getNewRecord();
+        numGiven = std::min(n, currentSize - currentIndex);
+        currentIndex += numGiven - 1;
+        return pFirst;
+    }
+
     void reset()
     {
         currentIndex = -1;

@@ -50,7 +50,7 @@ def run_vesk3d(vesk3d, args, cwd):
     result = subprocess.run([vesk3d, *args], cwd=cwd, capture_output=True, text=True)
     if result.returncode != 0:
         raise RuntimeError(f"vesk3d {' '.join(args)} failed ({result.returncode}): {result.stderr}")
-    summary_line = re.compile(r"(input|points read|distinct vertices|duplicates merged|tetrahedra|hull facets|check|output|"
+    summary_line = re.compile(r"(input|points read|distinct vertices|duplicates merged|tetrahedra|hull facets|threads|check|output|"
                               r"scene|time read|time triangulate|time check|time write) +\S")
     stray = [line for line in result.stdout.splitlines() if not summary_line.match(line)]
     check(not stray, f"vesk3d {' '.join(args)}: standard output holds more than the summary: {stray[:3]}")

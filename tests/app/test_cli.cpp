@@ -301,8 +301,9 @@ TEST_F(CliTest, SummaryCountsReadPointsDuplicatesTetrahedraAndHullFacets)
 TEST_F(CliTest, StandardOutputIsExactlyTheSummary)
 {
     const std::vector<std::string> vLabels = {"input",      "points read", "distinct vertices", "duplicates merged",
-                                              "tetrahedra", "hull facets", "check",             "output",
-                                              "time read",  "time triangulate", "time check",   "time write"};
+                                              "tetrahedra", "hull facets", "threads",           "check",
+                                              "output",     "time read",   "time triangulate",  "time check",
+                                              "time write"};
     auto expectSummaryOnly = [&vLabels](const std::string& out) {
         std::istringstream lines(out);
         std::string line;

@@ -45,7 +45,7 @@ run(${CMAKE_COMMAND} --install ${VESK3D_BINARY_DIR} --config ${BUILD_TYPE} --pre
 # one include a host is told to use.
 set(include_dir ${prefix}/include/vesk3d)
 file(GLOB installed_headers RELATIVE ${include_dir} ${include_dir}/*.h)
-foreach(internal Dt3.h HC3.h GeomTest3.h SimplePool.h TwoTetStruct.h Visualizer3.h)
+foreach(internal Dt3.h HC3.h GeomTest3.h Inserter3.h SimplePool.h TwoTetStruct.h Visualizer3.h)
   if(internal IN_LIST installed_headers)
     message(FATAL_ERROR "Internal header installed: ${internal}")
   endif()

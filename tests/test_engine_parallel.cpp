@@ -1,0 +1,157 @@
+// Batch insertion on several threads: every input family gives a mesh that the exact checker
+// accepts, the same tetrahedra in the same listing order for every thread count and every run, the
+// sequential engine's tetrahedra wherever the Delaunay tetrahedralization is unique, and a failure
+// inside a worker reaches the caller as the library's exception.
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <Vesk_3D.h>
+
+#include "InputFamilies.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
+
+using namespace VeskTest;
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace {
+
+// Levels of a batch run on threads from about 33,000 points on: the batches are above that.
+constexpr int batchSize = 40000;
+constexpr int threadCounts[] = {2, 3, 4, 8};
+
+using Listing = std::vector<std::array<double, 12>>;
+
+// Every tetrahedron as its corner coordinates in stored order, in listing order.
+Listing listing(const VESK3D::Vesk_3D& dt)
+{
+    Listing vTets;
+    for (const Tet3* t : allTetrahedra(dt)) {
+        std::array<double, 12> coords;
+        for (int i = 0; i < 4; ++i) {
+            coords[3 * i] = t->getCorner(i)->x();
+            coords[3 * i + 1] = t->getCorner(i)->y();
+            coords[3 * i + 2] = t->getCorner(i)->z();
+        }
+        vTets.push_back(coords);
+    }
+    return vTets;
+}
+
+// How the points reach the triangulation: the parallel path serves batch insertions only, into an
+// empty engine or one that holds points already.
+enum class Pattern { OneBatch, SinglesThenBatches };
+
+BuiltMesh build(const Points& vPoints, Pattern pattern, int numThreads)
+{
+    BuiltMesh mesh;
+    mesh.dt->setNumThreads(numThreads);
+    if (pattern == Pattern::OneBatch) {
+        EXPECT_TRUE(insertPoints(mesh, vPoints, InsertMode::Batch, 1));
+        return mesh;
+    }
+    // Single points, a batch large enough for the threads, and a small one that is not.
+    const size_t numSingles = 200, numLast = 2000;
+    const auto at = [&](size_t k) { return vPoints.begin() + static_cast<std::ptrdiff_t>(k); };
+    EXPECT_TRUE(insertPoints(mesh, Points(at(0), at(numSingles)), InsertMode::Singles, 1));
+    EXPECT_TRUE(insertPoints(mesh, Points(at(numSingles), at(vPoints.size() - numLast)), InsertMode::BatchHandles, 1));
+    EXPECT_TRUE(insertPoints(mesh, Points(at(vPoints.size() - numLast), vPoints.end()), InsertMode::Batch, 1));
+    return mesh;
+}
+
+} // namespace
+
+// The checker judges the mesh of two threads; every other count, and a second run, must list the
+// very same tetrahedra in the very same order, so the verdict holds for them too.
+// The families take turns with the two insertion patterns, which keeps the run short.
+TEST(EngineParallel, EveryFamilyGivesOneValidMeshListedAlikeForEveryThreadCount)
+{
+    const std::vector<Family>& vFamilies = allFamilies();
+    for (size_t f = 0; f < vFamilies.size(); ++f) {
+        const Pattern pattern = f % 2 == 0 ? Pattern::OneBatch : Pattern::SinglesThenBatches;
+        const Points vPoints = vFamilies[f].make(batchSize + 2200, 21);
+        const std::string name = vFamilies[f].name + (pattern == Pattern::OneBatch ? ", one batch" : ", singles then batches");
+        const BuiltMesh reference = build(vPoints, pattern, threadCounts[0]);
+        EXPECT_TRUE(checkMesh(*reference.dt, reference.vInputs, reference.vMayBeHeld)) << name;
+        const Listing expected = listing(*reference.dt);
+        for (int numThreads : threadCounts)
+            EXPECT_EQ(listing(*build(vPoints, pattern, numThreads).dt), expected) << name << ", threads " << numThreads;
+    }
+}
+
+// In general position the Delaunay tetrahedralization is unique: the sets must be equal.
+TEST(EngineParallel, GeneralPositionGivesTheSequentialTetrahedra)
+{
+    const std::vector<std::pair<const char*, Points>> inputs = {
+        {"uniformCube", uniformCube(batchSize, 31)},
+        {"gaussianClusters", gaussianClusters(batchSize, 32)},
+        {"nearSphere", nearSphere(batchSize, 33)},
+    };
+    for (const auto& input : inputs) {
+        const BuiltMesh sequential = build(input.second, Pattern::OneBatch, 1);
+        const BuiltMesh parallel = build(input.second, Pattern::OneBatch, 3);
+        EXPECT_EQ(sortedTetKeys(allTetrahedra(*parallel.dt)), sortedTetKeys(allTetrahedra(*sequential.dt))) << input.first;
+    }
+}
+
+// A tetrahedron marked as removed, in the middle of the second batch's points, breaks the gluing of
+// the cavity next to it. The worker that meets it prints the failed condition from its own thread,
+// and the caller receives the exception once the workers are joined.
+TEST(EngineParallel, AFailureInsideAWorkerReachesTheCaller)
+{
+    VESK3D::Vesk_3D dt;
+    dt.setNumThreads(2);
+    std::vector<Point3> vFirst = uniformCube(batchSize, 41), vSecond = uniformCube(batchSize, 42);
+    std::mutex mutex;
+    std::vector<std::thread::id> vFailingThreads;
+    VESK3D::setMessageSink([&](VESK3D::MessageKind, const std::string& line) {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (line.find("Condition [ ") != std::string::npos) vFailingThreads.push_back(std::this_thread::get_id());
+    });
+    dt.insert(vFirst);
+    Tet3* pMarked = dt.locate(Point3(0.3, 0.6, 0.4));
+    ASSERT_NE(pMarked, nullptr);
+    pMarked->hasBeenVisited = true;
+    EXPECT_THROW(dt.insert(vSecond), VESK3D::VeskException);
+    VESK3D::setMessageSink(nullptr);
+    ASSERT_EQ(vFailingThreads.size(), 1u);
+    EXPECT_NE(vFailingThreads.front(), std::this_thread::get_id());
+}
+
+// Engines on two threads, each with workers of its own: labels are reserved per round from the
+// process-wide counter, so neither engine's result depends on the other's timing.
+TEST(EngineParallel, TwoParallelEnginesInTwoThreadsBuildWhatEachBuildsAlone)
+{
+    const Points vFirst = uniformCube(batchSize, 51), vSecond = gaussianClusters(batchSize, 52);
+    VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
+    const auto alone = [](Points vPoints) {
+        VESK3D::Vesk_3D dt;
+        dt.setNumThreads(2);
+        dt.insert(vPoints);
+        return listing(dt);
+    };
+    const Listing expectedFirst = alone(vFirst), expectedSecond = alone(vSecond);
+    Listing first, second;
+    std::thread other([&] { second = alone(vSecond); });
+    first = alone(vFirst);
+    other.join();
+    VESK3D::setMessageSink(nullptr);
+    EXPECT_EQ(first, expectedFirst);
+    EXPECT_EQ(second, expectedSecond);
+}
+
+TEST(EngineParallel, ThreadCountZeroMeansEveryHardwareThread)
+{
+    VESK3D::Vesk_3D dt;
+    EXPECT_EQ(dt.getNumThreads(), 1);
+    dt.setNumThreads(0);
+    EXPECT_EQ(dt.getNumThreads(), static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
+    EXPECT_THROW(dt.setNumThreads(-1), VESK3D::VeskException);
+}
