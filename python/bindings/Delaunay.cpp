@@ -27,6 +27,7 @@ Delaunay::Delaunay(const py::object& points, int threads) : pEngine(std::make_un
 {
     if (threads < 0)
         throw py::value_error("threads must be 0 or more, got " + std::to_string(threads));
+    pEngine->setNumThreads(threads);
     CoordinateArray batch = toCoordinateArray(points, "points", true);
     py::ssize_t numPoints = batch.shape(0);
     if (numPoints < 4) {

@@ -14,7 +14,10 @@ of scipy.spatial.Delaunay.
 
 points: array-like of shape (n, 3) with n >= 4, converted to float64 (copied only when its type
     or layout demands it). Non-finite values or another shape raise ValueError.
-threads: int >= 0, reserved: it has no effect yet (the triangulation runs on one thread).
+threads: int >= 0, the threads of each triangulation step (this and every add_points): 1 runs
+    sequentially, 0 takes every hardware thread. From 2 on the mesh is the same for every thread
+    count and every run (in general position it is the sequential mesh, the simplices in another
+    order).
 
 Coplanar, cospherical and duplicated points are handled exactly: no simplex is flat, and
 duplicates are merged (see coplanar). If all points lie in one plane there is no simplex

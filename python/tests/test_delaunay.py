@@ -189,6 +189,14 @@ def test_bad_arguments_leave_the_object_usable_and_close_frees_it():
         tri.neighbors
 
 
+def test_worker_threads_give_the_scipy_mesh_and_one_listing_for_every_count():
+    points = random_points("clusters", 40000, seed=13)
+    tri = vesk3d.Delaunay(points, threads=2)
+    assert_same_mesh_as_scipy(tri, ScipyDelaunay(points))
+    for threads in (3, 4):
+        assert_array_equal(vesk3d.Delaunay(points, threads=threads).simplices, tri.simplices)
+
+
 def test_two_threads_give_the_single_thread_results():
     inputs = [random_points("uniform", 30000, seed) for seed in (10, 11)]
     queries = np.random.default_rng(12).random((2, 30000, 3))
