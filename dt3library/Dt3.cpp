@@ -362,7 +362,13 @@ void Dt3::keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPendin
 {
     std::vector<Point3*> vVertices;
     registry.getVertices(vVertices);
-    for (Point3* pVtx : vVertices) pVtx->setCurveKey(registry.getMovedHilbertIndex(*pVtx, aMove));
+    // A vertex's key is its own business: the workers take chunks of vertices.
+    constexpr size_t verticesPerTask = 65536;
+    auto keyChunk = [&](int /*worker*/, size_t task) {
+        const size_t end = std::min(vVertices.size(), (task + 1) * verticesPerTask);
+        for (size_t i = task * verticesPerTask; i < end; ++i) vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove));
+    };
+    runTasks(numThreads, (vVertices.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
     std::stable_sort(vPending.begin(), vPending.end(), [](const Point3* a, const Point3* b) { return a->getCurveKey() < b->getCurveKey(); });
 }
 
