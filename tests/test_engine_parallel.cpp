@@ -23,7 +23,7 @@ using VESK3D::Tet3;
 
 namespace {
 
-// Levels of a batch run on threads from about 33,000 points on: the batches are above that.
+// Levels of at least 16,384 points run on threads: the last level of each batch here is above that.
 constexpr int batchSize = 40000;
 constexpr int threadCounts[] = {2, 3, 4, 8};
 
