@@ -1,5 +1,6 @@
-// Every text the library prints, in one table: each action's lines as a host sink receives them
-// (the console gets the same, see the message sink tests), with the kind of the first line.
+// The library's printed lines in one table: each action's lines as a host sink receives them (the
+// console gets the same, see the message sink tests), with the kind of the first line. Only the
+// reports that need a corrupted mesh, a scene file or a bare record to provoke stay with those tests.
 #include <GeomTest3.h>
 #include <Vesk_3D.h>
 #include <gtest/gtest.h>
