@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test in both configurations: "DEBUG" (standard assertions active,
 # AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one (where valgrind's
-# memcheck also watches two programs); then builds, installs and tests the Python package; then
+# memcheck also watches one program); then builds, installs and tests the Python package; then
 # runs each fuzz target for a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -20,15 +20,14 @@ for config in Debug Release; do
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1500) || status=1
 done
 # The tests of threaded insertion (and of engines in several threads) under ThreadSanitizer: any
-# report fails them. Only those programs are built.
+# report fails them. Only that program is built.
 echo "=== ThreadSanitizer ==="
 dir=build/test-tsan
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DVESK3D_SANITIZE_THREAD=ON -DVESK3D_BUILD_APP=OFF \
       -DVESK3D_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build "$dir" -j "$jobs" --target test_engine_parallel test_engine_meshes
+cmake --build "$dir" -j "$jobs" --target test_engine_parallel
 export TSAN_OPTIONS="halt_on_error=1 exitcode=66"
 "$dir/tests/test_engine_parallel" --gtest_filter='-*EveryFamily*:*Zero*' || status=1
-"$dir/tests/test_engine_meshes" --gtest_filter='*TwoEngines*' || status=1
 unset TSAN_OPTIONS
 # Debian's Python packages belong to /usr/bin/python3 (another python3 may come first on the PATH):
 # a virtual environment made from it sees them, and pip builds offline with its build tools. Any

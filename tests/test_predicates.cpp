@@ -203,6 +203,24 @@ Quintuple anyMagnitudes()
     return p;
 }
 
+// Points of a sphere rounded to doubles, about cospherical, around centres near and far: the input
+// that the double-double in-sphere route is there for.
+Quintuple roundedSphere()
+{
+    static const Point3 centres[] = {Point3(0, 0, 0), Point3(1e6, -3e5, 7), Point3(0.1, 0.2, 0.3)};
+    static const double radii[] = {1.0, 1e-7, 3e4};
+    const Point3& centre = centres[randomInt(0, 2)];
+    const double radius = radii[randomInt(0, 2)];
+    std::normal_distribution<double> gauss(0.0, 1.0);
+    Quintuple p;
+    for (Point3& q : p) {
+        const double x = gauss(generator()), y = gauss(generator()), z = gauss(generator());
+        const double scale = radius / std::sqrt(x * x + y * y + z * z);
+        q = Point3(centre.x() + x * scale, centre.y() + y * scale, centre.z() + z * scale);
+    }
+    return p;
+}
+
 using Transform = std::function<Point3(const Point3&)>;
 
 Transform translation(double ox, double oy, double oz)
@@ -280,7 +298,7 @@ TEST(GeomTest3Constants, MatchTheTableOfIeeeDoubleValues)
     EXPECT_EQ(g.ispErrBoundC, 8.751425667295619e-31);
 }
 
-TEST(Orientation, UnitCornersArePositiveAndEverySwapNegates)
+TEST(Orientation, HandCases)
 {
     const GeomTest3 g;
     Point3 corners[4] = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
@@ -289,42 +307,22 @@ TEST(Orientation, UnitCornersArePositiveAndEverySwapNegates)
         for (int j = i + 1; j < 4; ++j) {
             Point3 swapped[4] = {corners[0], corners[1], corners[2], corners[3]};
             std::swap(swapped[i], swapped[j]);
-            EXPECT_EQ(g.getOrientation3(&swapped[0], &swapped[1], &swapped[2], &swapped[3]), ORIENTATION3_NEGATIVE)
-                << "swap " << i << " " << j;
+            EXPECT_EQ(g.getOrientation3(&swapped[0], &swapped[1], &swapped[2], &swapped[3]), ORIENTATION3_NEGATIVE) << i << " " << j;
         }
-}
-
-TEST(Orientation, OnlyAnExactlyCoplanarPointIsCoplanar)
-{
-    const GeomTest3 g;
-    const Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0);
     const double tiny = std::ldexp(1.0, -60);
     const Point3 onPlane(0.5, 0.5, 0), above(0.5, 0.5, tiny), below(0.5, 0.5, -tiny);
-    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &onPlane), ORIENTATION3_COPLANAR);
-    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &above), ORIENTATION3_POSITIVE);
-    EXPECT_EQ(g.getOrientation3(&a, &b, &c, &below), ORIENTATION3_NEGATIVE);
-}
-
-TEST(Orientation, FacetFormSeesOwnCornerPositiveAndOtherCornersCoplanar)
-{
-    const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    const TetOver tet(p0, p1, p2, p3);
+    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &onPlane), ORIENTATION3_COPLANAR);
+    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &above), ORIENTATION3_POSITIVE);
+    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &below), ORIENTATION3_NEGATIVE);
+    // The facet form sees the facet's own corner positive and the other corners coplanar.
+    const TetOver tet(corners[0], corners[1], corners[2], corners[3]);
     const Point3 inside(0.25, 0.25, 0.25);
     for (int ith = 0; ith < 4; ++ith) {
         EXPECT_EQ(g.getOrientation3(tet.get(), ith, &inside), ORIENTATION3_POSITIVE) << ith;
         for (int k = 0; k < 4; ++k)
-            EXPECT_EQ(g.getOrientation3(tet.get(), ith, tet.get()->getCorner(k)),
-                      k == ith ? ORIENTATION3_POSITIVE : ORIENTATION3_COPLANAR)
+            EXPECT_EQ(g.getOrientation3(tet.get(), ith, tet.get()->getCorner(k)), k == ith ? ORIENTATION3_POSITIVE : ORIENTATION3_COPLANAR)
                 << ith << " " << k;
     }
-}
-
-TEST(Orientation, NamesKeepTheirHistoricTexts)
-{
-    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_POSITIVE), "ORI3_ORIENTATION3_POSITIVE");
-    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_NEGATIVE), "ORI3_ORIENTATION3_NEGATIVE");
-    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_COPLANAR), "ORI3_ZERO");
 }
 
 TEST(OrientationDeathTest, NullTetrahedronAndBadFacetIndexEndTheProcess)
@@ -347,23 +345,15 @@ TEST(OrientationDeathTest, NullTetrahedronAndBadFacetIndexEndTheProcess)
 #endif
 }
 
-TEST(SphereInclusion, UnitCornersCentroidInsideFarPointOutsideAndTieOutside)
+TEST(SphereInclusion, HandCases)
 {
     const GeomTest3 g;
     Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
     const TetOver tet(p0, p1, p2, p3);
-    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1);
+    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1), copyOfCorner(p2);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &centroid), SIC_INSIDE);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &far), SIC_OUTSIDE);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &onSphere), SIC_OUTSIDE);
-}
-
-TEST(SphereInclusion, CornerObjectOrItsCopyIsInside)
-{
-    const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    const TetOver tet(p0, p1, p2, p3);
-    const Point3 copyOfCorner(p2);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p2), SIC_INSIDE);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &copyOfCorner), SIC_INSIDE);
 }
@@ -468,10 +458,58 @@ TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
     checkDegenerateFamily(comparison, coplanarLattice, numCases / 20);
     checkDegenerateFamily(comparison, [] { return coplanarMixedMagnitudes(30); }, numCases / 20);
     checkDegenerateFamily(comparison, [] { return coplanarMixedMagnitudes(1000); }, numCases / 40);
+    checkDegenerateFamily(comparison, roundedSphere, numCases / 20);
 
     std::cout << comparison.cases() << " cases; decided by stage";
     for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) std::cout << " " << stageCount(static_cast<PredicateStage>(s));
     std::cout << std::endl;
     EXPECT_EQ(comparison.disagreements(), 0);
     for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(stageCount(static_cast<PredicateStage>(s)), 0) << "stage " << s;
+}
+
+// The double-double route may decline (0), but a sign it gives must be the exact one; on rounded
+// sphere points it must settle nearly every case, on exact ties and outside its range none.
+TEST(ExactStages, DoubleDoubleRouteGivesExactSignsOrNone)
+{
+    const GeomTest3 g;
+    // Any upper bound of the filter's permanent is a valid argument.
+    auto permanentBound = [](const Quintuple& q) {
+        double maxDifference[3] = {0, 0, 0}, maxLift = 0;
+        for (int i = 0; i < 4; ++i) {
+            const double difference[3] = {q[i].x() - q[4].x(), q[i].y() - q[4].y(), q[i].z() - q[4].z()};
+            for (int axis = 0; axis < 3; ++axis) maxDifference[axis] = std::max(maxDifference[axis], std::fabs(difference[axis]));
+            maxLift = std::max(maxLift, difference[0] * difference[0] + difference[1] * difference[1] + difference[2] * difference[2]);
+        }
+        return 25.0 * maxDifference[0] * maxDifference[1] * maxDifference[2] * maxLift;
+    };
+    int numDecided = 0, numDeclined = 0;
+    for (int i = 0; i < 3000; ++i) {
+        Quintuple q = roundedSphere();
+        q[4] = nudgedPoint(q[4], 0, i % 4);
+        const int sign = g.insphereDoubleDouble(&q[0], &q[1], &q[2], &q[3], &q[4], permanentBound(q));
+        (sign == 0 ? numDeclined : numDecided)++;
+        if (sign != 0) ASSERT_EQ(sign, exactLiftedSign(q[0], q[1], q[2], q[3], q[4])) << i;
+    }
+    EXPECT_GT(numDecided, 20 * numDeclined);
+    for (int i = 0; i < 200; ++i) {
+        const Quintuple tie = cosphericalLattice();
+        for (double scale : {1.0, 0x1p-100, 0x1p100, 0x1p-160, 0x1p160}) {
+            Quintuple q;
+            for (int k = 0; k < 5; ++k) q[k] = Point3(tie[k].x() * scale, tie[k].y() * scale, tie[k].z() * scale);
+            EXPECT_EQ(g.insphereDoubleDouble(&q[0], &q[1], &q[2], &q[3], &q[4], permanentBound(q)), 0) << scale;
+        }
+    }
+}
+
+TEST(ExactStages, LatticeShortcutLimits)
+{
+    const Point3 p(1, 2, 3), q(4, 5, 6), fractional(1, 2.5, 3), huge(0x1p60, -0x1p53, 0x1p52);
+    const std::initializer_list<double> small = {1, -2, 3, 0, 5, -6, 7, 8, -9, 10, 11, 12};
+    EXPECT_TRUE(isExactOnLattice(0x1p50, small, {&p, &q}));
+    EXPECT_FALSE(isExactOnLattice(0x1p50 + 256.0, small, {&p, &q}));
+    EXPECT_FALSE(isExactOnLattice(std::nan(""), small, {&p, &q}));
+    EXPECT_FALSE(isExactOnLattice(1e3, {1, 2, 3, 0x1p25 + 1, 0, 0, 0, 0, 0, 0, 0, 0}, {&p, &q}));
+    EXPECT_TRUE(isExactOnLattice(1e3, {1, 2, 3, 0x1p25, 0, 0, 0, 0, 0, 0, 0, 0}, {&p, &q}));
+    EXPECT_FALSE(isExactOnLattice(1e3, small, {&p, &fractional}));
+    EXPECT_TRUE(isExactOnLattice(1e3, small, {&p, &huge}));
 }

@@ -59,41 +59,37 @@ void expectContiguousDisjointRecords(const std::vector<T*>& vRecords, size_t num
 
 } // namespace
 
-TEST(SimplePool, AutomaticGrowthHalvesOnceThenDoubles)
+// Container sizes after a number of requests, with a reset in between where asked for.
+TEST(SimplePool, GrowthOfContainersAndResets)
 {
-    Counted::numConstructed = 0;
-    SimplePool<Counted> pool;
-    pool.init(28, -1);
-    std::vector<Counted*> vRecords = requestRecords(pool, 28);
-    EXPECT_EQ(pool.getNumContainers(), 1u);
-
-    const std::vector<std::pair<int, std::vector<int>>> steps = {
-        {29, {28, 14}}, {43, {28, 14, 28}}, {71, {28, 14, 28, 56}}, {127, {28, 14, 28, 56, 112}}};
-    int numRequested = 28;
-    for (const auto& step : steps) {
-        const std::vector<Counted*> vBefore = requestRecords(pool, step.first - 1 - numRequested);
-        EXPECT_EQ(pool.getContainerSizes().size(), step.second.size() - 1) << "opened too early, request " << step.first;
-        vRecords.insert(vRecords.end(), vBefore.begin(), vBefore.end());
-        vRecords.push_back(pool.getNewRecord());
-        EXPECT_EQ(pool.getContainerSizes(), step.second) << "request " << step.first;
-        numRequested = step.first;
+    const struct {
+        int initialSize, increase, numRequests, numAfterReset;
+        std::vector<int> sizes;
+    } cases[] = {
+        {28, -1, 28, 0, {28}},                       // automatic growth halves once, then doubles
+        {28, -1, 29, 0, {28, 14}},
+        {28, -1, 43, 0, {28, 14, 28}},
+        {28, -1, 127, 0, {28, 14, 28, 56, 112}},
+        {1024, 512, 2049, 0, {1024, 512, 512, 512}}, // fixed growth
+        {28, -1, 43, 29, {28, 14, 28, 56}},          // after a reset, growth continues from the last size
+        {1024, 512, 1100, 1025, {1024, 512, 512}},   // a reset keeps only the first container
+        {16, -1, 10, 10, {16}},                      // a reset without overflow only rewinds
+    };
+    for (const auto& c : cases) {
+        Counted::numConstructed = 0;
+        SimplePool<Counted> pool;
+        pool.init(c.initialSize, c.increase);
+        std::vector<Counted*> vRecords = requestRecords(pool, c.numRequests);
+        expectContiguousDisjointRecords(vRecords, pool.getNumContainers());
+        if (c.numAfterReset > 0) {
+            pool.reset();
+            const std::vector<Counted*> vAgain = requestRecords(pool, c.numAfterReset);
+            const size_t numReused = std::min<size_t>(vAgain.size(), c.initialSize);
+            EXPECT_TRUE(std::equal(vAgain.begin(), vAgain.begin() + numReused, vRecords.begin())) << "restarts at the first record";
+        }
+        EXPECT_EQ(pool.getContainerSizes(), c.sizes) << c.initialSize << " " << c.numRequests << " " << c.numAfterReset;
+        EXPECT_EQ(Counted::numConstructed, 0);
     }
-    expectContiguousDisjointRecords(vRecords, pool.getNumContainers());
-    EXPECT_EQ(Counted::numConstructed, 0);
-}
-
-TEST(SimplePool, FixedGrowthOpensContainersOfTheGivenSize)
-{
-    SimplePool<Small> pool;
-    pool.init(1024, 512);
-    std::vector<Small*> vRecords = requestRecords(pool, 1024);
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024}));
-    vRecords.push_back(pool.getNewRecord());
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512}));
-    const std::vector<Small*> vMore = requestRecords(pool, 1024);
-    vRecords.insert(vRecords.end(), vMore.begin(), vMore.end());
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512, 512, 512}));
-    expectContiguousDisjointRecords(vRecords, 4);
 }
 
 TEST(SimplePool, AutomaticGrowthIsCappedAtOneHundredMillionBytesPerContainer)
@@ -119,20 +115,6 @@ TEST(SimplePool, GrowthLimitOfOneRecordIsWarnedAbout)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "GeomPool::init(..), Warning: increaseLimit=1\n");
 }
 
-TEST(SimplePool, ResetFreesAllButTheFirstContainerAndRestartsThere)
-{
-    SimplePool<Small> pool;
-    pool.init(1024, 512);
-    const std::vector<Small*> vFirst = requestRecords(pool, 1100);
-    ASSERT_EQ(pool.getNumContainers(), 2u);
-    pool.reset();
-    EXPECT_EQ(pool.getNumContainers(), 1u);
-    const std::vector<Small*> vSecond = requestRecords(pool, 1025);
-    EXPECT_TRUE(std::equal(vSecond.begin(), vSecond.begin() + 1024, vFirst.begin()));
-    EXPECT_EQ(pool.getNumContainers(), 2u);
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({1024, 512, 512}));
-}
-
 TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
 {
     SimplePool<Small> pool;
@@ -152,27 +134,6 @@ TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
     }
 }
 
-TEST(SimplePool, ResetWithoutOverflowOnlyRewinds)
-{
-    SimplePool<Small> pool;
-    pool.init(16, -1);
-    const std::vector<Small*> vFirst = requestRecords(pool, 10);
-    pool.reset();
-    EXPECT_EQ(requestRecords(pool, 10), vFirst);
-    EXPECT_EQ(pool.getNumContainers(), 1u);
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({16}));
-}
-
-TEST(SimplePool, AutomaticGrowthAfterResetContinuesFromTheLastSize)
-{
-    SimplePool<Small> pool;
-    pool.init(28, -1);
-    requestRecords(pool, 43);
-    pool.reset();
-    requestRecords(pool, 29);
-    EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({28, 14, 28, 56}));
-}
-
 TEST(SimplePool, DestructionReportsOnlyMoreThanFiftyContainers)
 {
     for (int numContainers : {50, 51}) {
@@ -189,23 +150,18 @@ TEST(SimplePool, DestructionReportsOnlyMoreThanFiftyContainers)
     }
 }
 
-TEST(SimplePool, RequestBeforeInitFailsTheAssertion)
+TEST(SimplePool, RequestBeforeInitAndAnEmptyContainerFailTheAssertion)
 {
-    SimplePool<Small> pool;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(pool.getNewRecord(), VeskException);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ initialized failed ]"), std::string::npos);
-}
-
-TEST(SimplePool, EmptyContainerIsRefused)
-{
+    SimplePool<Small> uninitialised, single;
     // Automatic growth from a single record would halve to an empty second container.
-    SimplePool<Small> pool;
-    pool.init(1, -1);
-    pool.getNewRecord();
+    single.init(1, -1);
+    single.getNewRecord();
     testing::internal::CaptureStdout();
-    EXPECT_THROW(pool.getNewRecord(), VeskException);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ n>0 failed ]"), std::string::npos);
+    EXPECT_THROW(uninitialised.getNewRecord(), VeskException);
+    EXPECT_THROW(single.getNewRecord(), VeskException);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Condition [ initialized failed ]"), std::string::npos);
+    EXPECT_NE(out.find("Condition [ n>0 failed ]"), std::string::npos);
 }
 
 TEST(SimplePoolDeathTest, FatalStatesPrintAndExitWithCodeOne)

@@ -317,6 +317,7 @@ TEST_F(CliTest, StandardOutputIsExactlyTheSummary)
     const CliResult plain = run({"--random", "3000", "--check", "-o", "out.vtu"});
     ASSERT_EQ(plain.status, 0) << plain.err;
     expectSummaryOnly(plain.out);
+    EXPECT_NE(plain.out.find("check               passed"), std::string::npos) << plain.out;
     EXPECT_EQ(plain.err, "");
 
     // The library's lines go to standard error, in the order it prints them.
@@ -442,14 +443,6 @@ TEST_F(CliTest, RandomPointsAreReproducibleAndCountedExactly)
     EXPECT_NE(get("first.vtu"), get("other.vtu"));
 }
 
-TEST_F(CliTest, CheckReportsItsVerdict)
-{
-    const CliResult result = run({"--random", "500", "--check"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("check               passed"), std::string::npos) << result.out;
-    EXPECT_TRUE(listing().empty());
-}
-
 TEST_F(CliTest, SceneIsWrittenOnlyWithASuccessfulMesh)
 {
     put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 2 2\n");
@@ -468,31 +461,4 @@ TEST_F(CliTest, SceneIsWrittenOnlyWithASuccessfulMesh)
     before = listing();
     expectRejected(run({"points.xyz", "--scene", "mesh.list", "-o", "taken.vtk"}), "taken.vtk: cannot replace", before);
     EXPECT_EQ(get("mesh.list"), previousOutput);
-}
-
-// Coordinates near 1e-200 are as good as any others: the points give the tetrahedra they give at
-// ordinary scale, and the self-check passes.
-TEST_F(CliTest, TinyCoordinatesGiveTheTetrahedraOfTheUnscaledPoints)
-{
-    std::ostringstream unscaled, tiny;
-    unscaled.precision(17);
-    tiny.precision(17);
-    uint64_t state = 12345;
-    for (int i = 0; i < 300; ++i) {
-        for (int k = 0; k < 3; ++k) {
-            state = state * 6364136223846793005ull + 1442695040888963407ull;
-            const double v = static_cast<double>(state >> 44);
-            unscaled << v << (k < 2 ? ' ' : '\n');
-            tiny << std::ldexp(v, -664) << (k < 2 ? ' ' : '\n');
-        }
-    }
-    put("unscaled.xyz", unscaled.str());
-    put("tiny.xyz", tiny.str());
-    const CliResult reference = run({"unscaled.xyz", "--check", "-o", "unscaled.vtk"});
-    const CliResult result = run({"tiny.xyz", "--check", "-o", "tiny.vtk"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("check               passed"), std::string::npos) << result.out;
-    EXPECT_GT(summaryNumber(reference.out, "tetrahedra"), 1000);
-    EXPECT_EQ(summaryNumber(result.out, "tetrahedra"), summaryNumber(reference.out, "tetrahedra"));
-    EXPECT_EQ(summaryNumber(result.out, "hull facets"), summaryNumber(reference.out, "hull facets"));
 }

@@ -15,6 +15,15 @@ int uniformInt(std::mt19937_64& rng, int lo, int hi)
     return std::uniform_int_distribution<int>(lo, hi)(rng);
 }
 
+// Three draws in the order x, y, z (an initializer list would leave the order unspecified).
+template <class Distribution>
+Point3 randomPoint(Distribution& distribution, std::mt19937_64& rng)
+{
+    const double x = distribution(rng);
+    const double y = distribution(rng);
+    return Point3(x, y, distribution(rng));
+}
+
 } // namespace
 
 void shuffle(Points& points, std::uint64_t seed)
@@ -28,12 +37,7 @@ Points uniformCube(int n, std::uint64_t seed, double lo, double hi)
     std::mt19937_64 rng(seed);
     std::uniform_real_distribution<double> coord(lo, hi);
     Points points;
-    for (int i = 0; i < n; ++i) {
-        double x = coord(rng);
-        double y = coord(rng);
-        double z = coord(rng);
-        points.emplace_back(x, y, z);
-    }
+    for (int i = 0; i < n; ++i) points.push_back(randomPoint(coord, rng));
     return points;
 }
 
@@ -42,20 +46,13 @@ Points gaussianClusters(int n, std::uint64_t seed, int numClusters)
     std::mt19937_64 rng(seed);
     std::uniform_real_distribution<double> centre(-10.0, 10.0);
     std::vector<Point3> centres;
-    for (int c = 0; c < numClusters; ++c) {
-        double x = centre(rng);
-        double y = centre(rng);
-        double z = centre(rng);
-        centres.emplace_back(x, y, z);
-    }
+    for (int c = 0; c < numClusters; ++c) centres.push_back(randomPoint(centre, rng));
     std::normal_distribution<double> offset(0.0, 0.3);
     Points points;
     for (int i = 0; i < n; ++i) {
         const Point3& c = centres[uniformInt(rng, 0, numClusters - 1)];
-        double x = c.x() + offset(rng);
-        double y = c.y() + offset(rng);
-        double z = c.z() + offset(rng);
-        points.emplace_back(x, y, z);
+        const Point3 d = randomPoint(offset, rng);
+        points.emplace_back(c.x() + d.x(), c.y() + d.y(), c.z() + d.z());
     }
     return points;
 }
@@ -66,11 +63,9 @@ Points nearSphere(int n, std::uint64_t seed)
     std::normal_distribution<double> gauss(0.0, 1.0);
     Points points;
     while (static_cast<int>(points.size()) < n) {
-        double x = gauss(rng);
-        double y = gauss(rng);
-        double z = gauss(rng);
-        double length = std::sqrt(x * x + y * y + z * z);
-        if (length > 1e-3) points.emplace_back(x / length, y / length, z / length);
+        const Point3 p = randomPoint(gauss, rng);
+        const double length = std::sqrt(p.x() * p.x() + p.y() * p.y() + p.z() * p.z());
+        if (length > 1e-3) points.emplace_back(p.x() / length, p.y() / length, p.z() / length);
     }
     return points;
 }
@@ -193,6 +188,14 @@ const std::vector<Family>& allFamilies()
         {"largeOffset40", [](int n, std::uint64_t s) { return largeOffset(n, s, 40); }},
         {"tinyScale", [](int n, std::uint64_t s) { return tinyScale(n, s); }},
         {"uniformWithDuplicates", [](int n, std::uint64_t s) { return withDuplicates(uniformCube(n, s), s + 1, 0.3); }},
+        {"coplanarOnly", [](int n, std::uint64_t s) { return coplanarOnly(n, s); }},
+        {"collinear", [](int n, std::uint64_t s) { return collinear(n, s); }},
+        {"sphereLatticeAndCentre",
+         [](int n, std::uint64_t s) {
+             Points points = pythagoreanSphere(3 + n / 40, s);
+             points.emplace_back(0, 0, 0);
+             return points;
+         }},
         {"gridWithDuplicates",
          [](int n, std::uint64_t s) { return withDuplicates(integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s), s + 1, 0.3); }},
     };

@@ -25,7 +25,6 @@ namespace {
 // Exact-cost checks run only below these sizes; the local checks alone are complete, these are
 // independent confirmations for small meshes.
 constexpr std::size_t maxPairsForGlobalChecks = 50000;
-constexpr std::size_t maxVerticesForVolumeCheck = 30;
 
 struct CoordLess {
     bool operator()(const Point3& a, const Point3& b) const
@@ -111,86 +110,11 @@ bool filterDecides(double det, double permanent, double relativeBound, int& sign
     return true;
 }
 
-mpq_class sixVolume(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
-{
-    const mpq_class ax = mpq_class(a.x()), ay = mpq_class(a.y()), az = mpq_class(a.z());
-    const mpq_class ux = mpq_class(b.x()) - ax, uy = mpq_class(b.y()) - ay, uz = mpq_class(b.z()) - az;
-    const mpq_class vx = mpq_class(c.x()) - ax, vy = mpq_class(c.y()) - ay, vz = mpq_class(c.z()) - az;
-    const mpq_class wx = mpq_class(d.x()) - ax, wy = mpq_class(d.y()) - ay, wz = mpq_class(d.z()) - az;
-    return (uy * vz - uz * vy) * wx + (uz * vx - ux * vz) * wy + (ux * vy - uy * vx) * wz;
-}
-
-mpq_class squaredDistance(const Point3& a, const Point3& b)
-{
-    const mpq_class dx = mpq_class(a.x()) - mpq_class(b.x());
-    const mpq_class dy = mpq_class(a.y()) - mpq_class(b.y());
-    const mpq_class dz = mpq_class(a.z()) - mpq_class(b.z());
-    return dx * dx + dy * dy + dz * dz;
-}
-
 bool collinear(const Point3& a, const Point3& b, const Point3& c)
 {
     const mpq_class ux = mpq_class(b.x()) - mpq_class(a.x()), uy = mpq_class(b.y()) - mpq_class(a.y()), uz = mpq_class(b.z()) - mpq_class(a.z());
     const mpq_class vx = mpq_class(c.x()) - mpq_class(a.x()), vy = mpq_class(c.y()) - mpq_class(a.y()), vz = mpq_class(c.z()) - mpq_class(a.z());
     return uy * vz == uz * vy && uz * vx == ux * vz && ux * vy == uy * vx;
-}
-
-// Six times the volume of the cone from apex over the convex hull of the coplanar face points
-// (apex off their plane). The face polygon is gift-wrapped with the apex as the side reference.
-mpq_class coneSixVolume(const Point3& apex, const std::vector<const Point3*>& vFace)
-{
-    auto turn = [&apex](const Point3* a, const Point3* b, const Point3* c) { return orientSign(apex, *a, *b, *c); };
-    const Point3* start = *std::min_element(vFace.begin(), vFace.end(), CoordLess());
-    std::vector<const Point3*> vHull{start};
-    const Point3* current = start;
-    while (vHull.size() <= vFace.size()) {
-        const Point3* next = current == vFace[0] ? vFace[1] : vFace[0];
-        for (const Point3* p : vFace) {
-            if (p == current || p == next) continue;
-            const int t = turn(current, next, p);
-            if (t < 0 || (t == 0 && squaredDistance(*current, *p) > squaredDistance(*current, *next))) next = p;
-        }
-        if (next == start) break;
-        vHull.push_back(next);
-        current = next;
-    }
-    mpq_class sum = 0;
-    for (std::size_t i = 1; i + 1 < vHull.size(); ++i) sum += abs(sixVolume(apex, *start, *vHull[i], *vHull[i + 1]));
-    return sum;
-}
-
-// Six times the convex hull volume, from the supporting planes found by brute force over all triples.
-mpq_class bruteForceHullSixVolume(const std::vector<const Point3*>& vPoints)
-{
-    const std::size_t n = vPoints.size();
-    std::vector<std::uint64_t> vFaces;
-    mpq_class volume = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        for (std::size_t j = i + 1; j < n; ++j) {
-            for (std::size_t k = j + 1; k < n; ++k) {
-                const std::uint64_t triple = (std::uint64_t(1) << i) | (std::uint64_t(1) << j) | (std::uint64_t(1) << k);
-                // Three non-collinear points of a known face span its plane again.
-                if (std::any_of(vFaces.begin(), vFaces.end(), [triple](std::uint64_t face) { return (face & triple) == triple; })) continue;
-                bool positive = false, negative = false;
-                std::uint64_t onPlane = 0;
-                for (std::size_t m = 0; m < n && !(positive && negative); ++m) {
-                    const int s = orientSign(*vPoints[i], *vPoints[j], *vPoints[k], *vPoints[m]);
-                    positive |= s > 0;
-                    negative |= s < 0;
-                    if (s == 0) onPlane |= std::uint64_t(1) << m;
-                }
-                if (positive == negative) continue; // not supporting, or a collinear triple
-                vFaces.push_back(onPlane);
-                if (onPlane & 1) continue;
-                std::vector<const Point3*> vFace;
-                for (std::size_t m = 0; m < n; ++m) {
-                    if (onPlane & (std::uint64_t(1) << m)) vFace.push_back(vPoints[m]);
-                }
-                volume += coneSixVolume(*vPoints[0], vFace);
-            }
-        }
-    }
-    return volume;
 }
 
 TetKey cornerKey(const std::array<const Point3*, 4>& corners)
@@ -216,7 +140,7 @@ public:
     {
         for (auto check : {&Checker::checkRegistry, &Checker::checkDimension, &Checker::checkTetrahedra, &Checker::checkLinks,
                            &Checker::checkFacetUse, &Checker::checkConnected, &Checker::checkVertexIncidence, &Checker::checkHull,
-                           &Checker::checkCoverDegree, &Checker::checkGlobalEmptySpheres, &Checker::checkVolume}) {
+                           &Checker::checkCoverDegree, &Checker::checkGlobalEmptySpheres}) {
             ::testing::AssertionResult result = (this->*check)();
             if (!result) return result;
         }
@@ -471,19 +395,6 @@ private:
         return ::testing::AssertionSuccess();
     }
 
-    ::testing::AssertionResult checkVolume()
-    {
-        if (vTets.empty() || meshVertices.size() > maxVerticesForVolumeCheck) return ::testing::AssertionSuccess();
-        mpq_class tetVolume = 0;
-        for (const Tet3* t : vTets) tetVolume += sixVolume(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
-        std::vector<const Point3*> vPoints(meshVertices.begin(), meshVertices.end());
-        std::sort(vPoints.begin(), vPoints.end(), CoordLess());
-        const mpq_class hullVolume = bruteForceHullSixVolume(vPoints);
-        if (tetVolume == hullVolume) return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << "the tetrahedra have six times the volume " << tetVolume.get_str() << ", the convex hull "
-                                             << hullVolume.get_str();
-    }
-
     const std::vector<Point3*>& vVertices;
     const Tets& vTets;
     const bool is3D;
@@ -572,6 +483,21 @@ Tets allTetrahedra(const VESK3D::Vesk_3D& dt)
     return vTets;
 }
 
+Listing listing(const VESK3D::Vesk_3D& dt)
+{
+    Listing vTets;
+    for (const Tet3* t : allTetrahedra(dt)) {
+        std::array<double, 12> coords;
+        for (int i = 0; i < 4; ++i) {
+            coords[3 * i] = t->getCorner(i)->x();
+            coords[3 * i + 1] = t->getCorner(i)->y();
+            coords[3 * i + 2] = t->getCorner(i)->z();
+        }
+        vTets.push_back(coords);
+    }
+    return vTets;
+}
+
 Tets bruteForceLocate(const Tets& vTets, const Point3& q)
 {
     Tets vHolders;
@@ -602,6 +528,21 @@ Tets bruteForceStar(const Tets& vTets, const Point3* pVtx)
     return vStar;
 }
 
+::testing::AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, Point3* pVtx)
+{
+    const Tets vExpected = bruteForceStar(vTets, pVtx);
+    Tets vStar;
+    ::testing::internal::CaptureStdout();
+    dt.getTetsAroundVertex(pVtx, vStar);
+    ::testing::internal::GetCapturedStdout();
+    const std::unordered_set<const Tet3*> star(vStar.begin(), vStar.end());
+    if (star.size() == vStar.size() && star == std::unordered_set<const Tet3*>(vExpected.begin(), vExpected.end()) &&
+        (vStar.empty() || vStar.front() == pVtx->getOneTet()))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the star of " << describe(*pVtx) << " has " << vStar.size() << " entries, brute force finds "
+                                         << vExpected.size();
+}
+
 Tets bruteForceEdgeRing(const Tets& vTets, const Point3* a, const Point3* b)
 {
     Tets vRing;
@@ -622,40 +563,6 @@ std::vector<TetKey> sortedTetKeys(const Tets& vTets)
     for (const Tet3* t : vTets) vKeys.push_back(tetKey(*t));
     std::sort(vKeys.begin(), vKeys.end());
     return vKeys;
-}
-
-std::vector<TetKey> bruteForceDelaunay(const Points& vPoints)
-{
-    const std::size_t n = vPoints.size();
-    std::vector<TetKey> vKeys;
-    for (std::size_t i = 0; i < n; ++i) {
-        for (std::size_t j = i + 1; j < n; ++j) {
-            for (std::size_t k = j + 1; k < n; ++k) {
-                for (std::size_t l = k + 1; l < n; ++l) {
-                    const Point3 *a = &vPoints[i], *b = &vPoints[j];
-                    const int o = orientSign(*a, *b, vPoints[k], vPoints[l]);
-                    if (o == 0) continue;
-                    if (o < 0) std::swap(a, b);
-                    bool empty = true;
-                    for (std::size_t m = 0; m < n && empty; ++m) empty = inSphereSign(*a, *b, vPoints[k], vPoints[l], vPoints[m]) <= 0;
-                    if (!empty) continue;
-                    vKeys.push_back(cornerKey({a, b, &vPoints[k], &vPoints[l]}));
-                }
-            }
-        }
-    }
-    std::sort(vKeys.begin(), vKeys.end());
-    return vKeys;
-}
-
-Points distinctPoints(const Points& vPoints)
-{
-    CoordSet seen;
-    Points vDistinct;
-    for (const Point3& p : vPoints) {
-        if (seen.insert(p).second) vDistinct.push_back(p);
-    }
-    return vDistinct;
 }
 
 // What locate must answer for q: a tetrahedron with that corner for a vertex, null outside the hull

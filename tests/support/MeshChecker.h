@@ -50,6 +50,9 @@ Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
 ::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q);
 // The tetrahedra having pVtx as a corner.
 Tets bruteForceStar(const Tets& vTets, const VESK3D::Point3* pVtx);
+// Whether dt.getTetsAroundVertex(pVtx) lists those once each, the vertex's own tetrahedron first
+// (nothing for a vertex held by the start-up rules).
+::testing::AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, VESK3D::Point3* pVtx);
 // The tetrahedra having both a and b as corners.
 Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D::Point3* b);
 
@@ -57,10 +60,9 @@ Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D
 using TetKey = std::array<std::array<double, 3>, 4>;
 TetKey tetKey(const VESK3D::Tet3& tet);
 std::vector<TetKey> sortedTetKeys(const Tets& vTets);
-// Every non-flat quadruple of the points whose circumsphere holds none of them strictly inside,
-// sorted. For points in general position this is the Delaunay tetrahedralization.
-std::vector<TetKey> bruteForceDelaunay(const Points& vDistinctPoints);
-// The points without repetitions (coordinates compared exactly, so -0.0 equals 0.0), in input order.
-Points distinctPoints(const Points& vPoints);
+// Every tetrahedron as its corner coordinates in stored corner order, in listing order: equal for
+// two triangulations that list the same tetrahedra the same way.
+using Listing = std::vector<std::array<double, 12>>;
+Listing listing(const VESK3D::Vesk_3D& dt);
 
 } // namespace VeskTest

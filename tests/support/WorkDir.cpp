@@ -1,0 +1,43 @@
+#include "WorkDir.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <stdlib.h>
+
+namespace VeskTest {
+
+std::string readFile(const std::string& name)
+{
+    std::ifstream in(name);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+TempWorkDir::TempWorkDir() : previousDir(std::filesystem::current_path())
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "vesk3d-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed for " + pattern);
+    tempDir = pattern;
+    std::filesystem::current_path(tempDir);
+}
+
+TempWorkDir::~TempWorkDir()
+{
+    std::filesystem::current_path(previousDir);
+    std::filesystem::remove_all(tempDir);
+}
+
+std::vector<std::string> TempWorkDir::fileNames() const
+{
+    std::vector<std::string> vNames;
+    for (const auto& entry : std::filesystem::directory_iterator(tempDir))
+        if (entry.is_regular_file()) vNames.push_back(entry.path().filename().string());
+    std::sort(vNames.begin(), vNames.end());
+    return vNames;
+}
+
+} // namespace VeskTest

@@ -1,0 +1,28 @@
+#pragma once
+// A scratch working directory for the tests that write scene and dump files.
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace VeskTest {
+
+std::string readFile(const std::string& name);
+
+// Makes a fresh temporary directory the working directory for its lifetime, then restores the old
+// one and removes the directory with everything written into it.
+class TempWorkDir {
+public:
+    TempWorkDir();
+    ~TempWorkDir();
+    TempWorkDir(const TempWorkDir&) = delete;
+    TempWorkDir& operator=(const TempWorkDir&) = delete;
+
+    // Names of the regular files in the directory, sorted.
+    std::vector<std::string> fileNames() const;
+
+private:
+    std::filesystem::path previousDir;
+    std::filesystem::path tempDir;
+};
+
+} // namespace VeskTest

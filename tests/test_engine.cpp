@@ -1,0 +1,557 @@
+// The engine through the facade. One generic driver runs every input family through every insertion
+// mode and judges each mesh with the exact checker; small meshes also have every query (locate, star,
+// circulator, export) compared with brute force. The cases below it cover what no family reaches:
+// the start-up rules, scaling over the whole double range, non-finite input and threads.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <Dt3.h>
+#include <Edge3.h>
+#include <TetAroundEdgeIterator.h>
+#include <Vesk_3D.h>
+
+#include "ExactOracle.h"
+#include "InputFamilies.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
+
+using namespace VeskTest;
+using VESK3D::MeshArrays;
+using VESK3D::Point3;
+using VESK3D::Tet3;
+
+namespace {
+
+// The assertion-active build runs with sanitizers: smaller counts keep it within a few minutes.
+#ifdef NDEBUG
+constexpr int largeCount = 100000;
+constexpr int numTinyGridSeeds = 4000;
+constexpr int largestFamilySize = 250;
+#else
+constexpr int largeCount = 20000;
+constexpr int numTinyGridSeeds = 400;
+constexpr int largestFamilySize = 120;
+#endif
+// Meshes up to this size also get every query compared with brute force.
+constexpr int largestQueriedSize = 40;
+
+BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    BuiltMesh mesh;
+    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
+    return mesh;
+}
+
+std::vector<Point3*> verticesOf(const VESK3D::Vesk_3D& dt)
+{
+    std::vector<Point3*> vVertices;
+    dt.getVertices(vVertices);
+    return vVertices;
+}
+
+Point3 weighted(const Point3& a, const Point3& b, double wa, double wb)
+{
+    return Point3(wa * a.x() + wb * b.x(), wa * a.y() + wb * b.y(), wa * a.z() + wb * b.z());
+}
+
+// The inputs (vertices), points on edges and facets and inside every tetrahedron (exact for small
+// integer corners), and points beyond consecutive inputs (often outside the hull).
+Points queryPoints(const Tets& vTets, const Points& vInputs)
+{
+    Points queries(vInputs);
+    for (const Tet3* t : vTets) {
+        const Point3 &a = *t->getCorner(0), &b = *t->getCorner(1), &c = *t->getCorner(2), &d = *t->getCorner(3);
+        const Point3 ab = weighted(a, b, 0.5, 0.5), abc = weighted(ab, c, 0.5, 0.5);
+        queries.insert(queries.end(), {ab, abc, weighted(abc, d, 0.5, 0.5)});
+    }
+    for (std::size_t k = 1; k < vInputs.size(); ++k) queries.push_back(weighted(vInputs[k], vInputs[k - 1], 2, -1));
+    return queries;
+}
+
+// Every tetrahedron met around an edge, turning both ways when the ring is open at the hull.
+::testing::AssertionResult circulationAgrees(const Tets& vTets, Tet3* t, int opp3, int opp2)
+{
+    const VESK3D::Edge3 edge = t->getEdge(opp3, opp2);
+    const Tets vRing = bruteForceEdgeRing(vTets, edge.getSourceVtx(), edge.getTargetVtx());
+    std::set<const Tet3*> met;
+    const VESK3D::TetAroundEdgeIterator start(edge);
+    VESK3D::TetAroundEdgeIterator it(start);
+    bool open = false;
+    for (std::size_t steps = 0; steps <= vRing.size(); ++steps) {
+        met.insert(*it);
+        if (it.nextIsNull()) {
+            open = true;
+            break;
+        }
+        if (++it == start) break;
+    }
+    if (open) {
+        VESK3D::TetAroundEdgeIterator back(t->getEdge(opp2, opp3));
+        for (std::size_t steps = 0; steps <= vRing.size() && !back.nextIsNull(); ++steps) met.insert(*++back);
+    } else if (!(it == start)) {
+        return ::testing::AssertionFailure() << "the circulation around an interior edge does not return to its start";
+    }
+    if (met == std::set<const Tet3*>(vRing.begin(), vRing.end())) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "circulation met " << met.size() << " tetrahedra, the edge has " << vRing.size();
+}
+
+template <class T>
+std::unordered_map<const T*, int> listPositions(const std::vector<T*>& vRecords)
+{
+    std::unordered_map<const T*, int> positions{{nullptr, -1}};
+    for (size_t i = 0; i < vRecords.size(); ++i) positions[vRecords[i]] = static_cast<int>(i);
+    return positions;
+}
+
+// The flat export and the located indices against the pointer structure they flatten.
+::testing::AssertionResult exportAgrees(const BuiltMesh& mesh, const Tets& vTets, const Points& vQueries)
+{
+    const VESK3D::Vesk_3D& dt = *mesh.dt;
+    const std::vector<Point3*> vVertices = verticesOf(dt);
+    const auto vertexIndex = listPositions(vVertices);
+    const auto tetIndex = listPositions(vTets);
+    MeshArrays arrays;
+    arrays.vTetNeighbors.assign(3, 7); // stale content must go
+    dt.exportMesh(arrays);
+    if (arrays.vCoordinates.size() != 3 * vVertices.size() || arrays.vTetCorners.size() != 4 * vTets.size() ||
+        arrays.vTetNeighbors.size() != 4 * vTets.size() || arrays.vInputVertices.size() != mesh.vLastBatch.size())
+        return ::testing::AssertionFailure() << "export array sizes";
+    for (size_t v = 0; v < vVertices.size(); ++v) {
+        if (!(Point3(arrays.vCoordinates[3 * v], arrays.vCoordinates[3 * v + 1], arrays.vCoordinates[3 * v + 2]) == *vVertices[v]))
+            return ::testing::AssertionFailure() << "coordinates of vertex " << v;
+    }
+    for (size_t t = 0; t < vTets.size(); ++t) {
+        for (int i = 0; i < 4; ++i) {
+            if (arrays.vTetCorners[4 * t + i] != vertexIndex.at(vTets[t]->getCorner(i)) ||
+                arrays.vTetNeighbors[4 * t + i] != tetIndex.at(vTets[t]->getOppTet(i)))
+                return ::testing::AssertionFailure() << "corner or neighbour " << i << " of tetrahedron " << t;
+        }
+    }
+    for (size_t k = 0; k < mesh.vLastBatch.size(); ++k) {
+        const int v = arrays.vInputVertices[k];
+        if (v < 0 || v >= static_cast<int>(vVertices.size()) || !(*vVertices[v] == mesh.vLastBatch[k]))
+            return ::testing::AssertionFailure() << "input point " << k << " of the last batch maps to vertex " << v;
+    }
+    if (dt.getNumVertices() != vVertices.size()) return ::testing::AssertionFailure() << "getNumVertices " << dt.getNumVertices();
+    // Every choice of parts: each array equals the full export's or is empty, as chosen, and
+    // vertices come by custom index (here a numbering of the host's, 3 v + 1) when asked.
+    for (size_t v = 0; v < vVertices.size(); ++v) vVertices[v]->setCustomIndex(static_cast<int>(3 * v + 1));
+    auto byCustomIndex = [](std::vector<int> vIndices) {
+        for (int& v : vIndices) v = 3 * v + 1;
+        return vIndices;
+    };
+    for (int choice = 0; choice < 16; ++choice) {
+        VESK3D::MeshExportParts parts;
+        parts.bCoordinates = choice & 1;
+        parts.bCorners = choice & 2;
+        parts.bNeighbors = choice & 4;
+        parts.bCustomIndices = choice & 8;
+        MeshArrays some;
+        some.vCoordinates.assign(2, 1.0); // stale content must go
+        dt.exportMesh(some, parts);
+        auto chosenOrEmpty = [](bool chosen, const auto& part, const auto& full) { return chosen ? part == full : part.empty(); };
+        const std::vector<int> vCorners = parts.bCustomIndices ? byCustomIndex(arrays.vTetCorners) : arrays.vTetCorners;
+        const std::vector<int> vInput = parts.bCustomIndices ? byCustomIndex(arrays.vInputVertices) : arrays.vInputVertices;
+        if (!chosenOrEmpty(parts.bCoordinates, some.vCoordinates, arrays.vCoordinates) ||
+            !chosenOrEmpty(parts.bCorners, some.vTetCorners, vCorners) ||
+            !chosenOrEmpty(parts.bNeighbors, some.vTetNeighbors, arrays.vTetNeighbors) || some.vInputVertices != vInput)
+            return ::testing::AssertionFailure() << "the export of parts " << choice << " differs";
+    }
+    MeshArrays withoutNeighbors;
+    dt.exportMesh(withoutNeighbors, false);
+    if (!withoutNeighbors.vTetNeighbors.empty() || withoutNeighbors.vTetCorners != arrays.vTetCorners)
+        return ::testing::AssertionFailure() << "the export without neighbours differs";
+
+    std::vector<double> vXyz;
+    for (const Point3& q : vQueries) vXyz.insert(vXyz.end(), {q.x(), q.y(), q.z()});
+    std::vector<int> vFound(vQueries.size(), -7);
+    mesh.dt->locateTetIndices(vXyz.data(), vQueries.size(), vFound.data());
+    for (size_t k = 0; k < vQueries.size(); ++k) {
+        if (vFound[k] != tetIndex.at(mesh.dt->locate(vQueries[k])))
+            return ::testing::AssertionFailure() << "located index of query " << k;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Every query of a small mesh against brute force; queries change nothing.
+::testing::AssertionResult queriesAgree(const BuiltMesh& mesh)
+{
+    const Tets vTets = allTetrahedra(*mesh.dt);
+    const Points vQueries = queryPoints(vTets, mesh.vInputs);
+    for (const Point3& q : vQueries) {
+        ::testing::AssertionResult result = locateAgrees(*mesh.dt, vTets, q);
+        if (!result) return result;
+    }
+    for (Tet3* t : vTets)
+        for (int opp3 = 0; opp3 < 4; ++opp3)
+            for (int opp2 = 0; opp2 < 4; ++opp2)
+                if (opp3 != opp2 && !circulationAgrees(vTets, t, opp3, opp2)) return circulationAgrees(vTets, t, opp3, opp2);
+    for (Point3* v : verticesOf(*mesh.dt)) {
+        ::testing::AssertionResult result = starAgrees(*mesh.dt, vTets, v);
+        if (!result) return result;
+    }
+    ::testing::AssertionResult result = exportAgrees(mesh, vTets, vQueries);
+    if (result && allTetrahedra(*mesh.dt) != vTets) return ::testing::AssertionFailure() << "a query changed the mesh";
+    return result;
+}
+
+} // namespace
+
+TEST(EngineDriver, EveryFamilyInEveryInsertionMode)
+{
+    for (const Family& family : allFamilies()) {
+        for (int n : {5, 12, largestQueriedSize, largestFamilySize}) {
+            for (InsertMode mode : allModes) {
+                const std::uint64_t seed = 11 + n;
+                const Points vPoints = family.make(n, seed);
+                const std::string name = family.name + " n=" + std::to_string(n) + " " + modeName(mode);
+                BuiltMesh mesh = buildQuietly(vPoints, mode, seed);
+                ASSERT_TRUE(checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld)) << name;
+                if (n <= largestQueriedSize) {
+                    EXPECT_TRUE(queriesAgree(mesh)) << name;
+                } else {
+                    // The same input in the same mode gives the same tetrahedra in the same order.
+                    EXPECT_EQ(listing(*buildQuietly(vPoints, mode, seed).dt), listing(*mesh.dt)) << name;
+                }
+            }
+        }
+    }
+}
+
+TEST(EngineDriver, SubsetsOfTheTinyGridWithDuplicates)
+{
+    int numFailures = 0;
+    for (int seed = 1; seed <= numTinyGridSeeds && numFailures < 5; ++seed) {
+        ::testing::AssertionResult result = buildAndCheck(tinyGridWithDuplicates(seed), allModes[seed % 5], seed, "tinyGridWithDuplicates");
+        EXPECT_TRUE(result);
+        numFailures += !result;
+    }
+}
+
+TEST(EngineDriver, LargeInputs)
+{
+#ifdef NDEBUG
+    const int gridSide = 30;
+#else
+    const int gridSide = 16;
+#endif
+    const Points inputs[] = {uniformCube(largeCount, 2024), withDuplicates(gaussianClusters(largeCount / 4, 7), 8, 0.2),
+                             integerGrid(gridSide, 0)};
+    for (const Points& vPoints : inputs) EXPECT_TRUE(buildAndCheck(vPoints, InsertMode::BatchHandles, 0, "large"));
+}
+
+TEST(EngineDriver, DuplicatesAddNeitherVerticesNorTetrahedra)
+{
+    BuiltMesh mesh = buildQuietly(integerGrid(4, 3), InsertMode::BatchHandles, 0);
+    const std::vector<TetKey> vBefore = sortedTetKeys(allTetrahedra(*mesh.dt));
+    const std::vector<Point3*> vVerticesBefore = verticesOf(*mesh.dt);
+    // Repeats with negated zero coordinates, within one batch and across calls.
+    const Points vRepeats = withDuplicates(integerGrid(4, 8), 21, 0.5);
+    ASSERT_TRUE(insertPoints(mesh, vRepeats, InsertMode::Mixed, 4));
+    ASSERT_TRUE(insertPoints(mesh, vRepeats, InsertMode::BatchHandles, 4));
+    EXPECT_EQ(verticesOf(*mesh.dt), vVerticesBefore);
+    EXPECT_EQ(sortedTetKeys(allTetrahedra(*mesh.dt)), vBefore);
+}
+
+TEST(EngineDriver, LocateAndStarWithoutTetrahedra)
+{
+    VESK3D::Vesk_3D empty;
+    EXPECT_EQ(empty.locate(Point3(0, 0, 0)), nullptr);
+    BuiltMesh flat = buildQuietly(collinear(20, 3), InsertMode::Batch, 0);
+    EXPECT_TRUE(queriesAgree(flat));
+}
+
+namespace {
+
+Points scaled(const Points& vPoints, int exponent)
+{
+    Points vScaled;
+    for (const Point3& p : vPoints) vScaled.emplace_back(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
+    return vScaled;
+}
+
+// Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
+Points integerUniform(int n, std::uint64_t seed)
+{
+    Points vPoints = uniformCube(n, seed, 0.0, 0x1p20);
+    for (Point3& p : vPoints) p.exchange(std::floor(p.x()), std::floor(p.y()), std::floor(p.z()));
+    return vPoints;
+}
+
+// The grid with every zero coordinate moved a few units in the last place: subnormals beside 1..4.
+Points gridWithSubnormalZeros(int n, std::uint64_t seed)
+{
+    Points vPoints = integerGrid(n, seed);
+    int k = 0;
+    auto moved = [&k](double v) { return v != 0.0 ? v : std::ldexp(double(k++ % 7 - 3), -1074); };
+    for (Point3& p : vPoints) p.exchange(moved(p.x()), moved(p.y()), moved(p.z()));
+    return vPoints;
+}
+
+} // namespace
+
+// A point set scaled by a power of two is the same configuration to exact predicates: at every scale
+// of the double range the engine must build the tetrahedra it builds unscaled, in the same order.
+TEST(EngineScale, EveryScaleOfTheDoubleRangeGivesTheSameTetrahedra)
+{
+    struct Case {
+        const char* name;
+        Points vPoints;
+        int lowestExponent; // the smallest scaling that keeps every coordinate exact
+    };
+    const Case cases[] = {{"integerUniform", integerUniform(150, 3), -1074},
+                          {"grid", integerGrid(5, 4), -1074},
+                          {"gridWithSubnormalZeros", gridWithSubnormalZeros(5, 5), 0}};
+    for (const Case& c : cases) {
+        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
+            BuiltMesh reference = buildQuietly(c.vPoints, mode, 7);
+            ASSERT_TRUE(checkMesh(*reference.dt, reference.vInputs, reference.vMayBeHeld)) << c.name << ", " << modeName(mode);
+            for (int exponent : {-1074, -1040, -900, -500, -333, -100, 100, 333, 500, 900, 1002}) {
+                if (exponent < c.lowestExponent) continue;
+                BuiltMesh mesh = buildQuietly(scaled(c.vPoints, exponent), mode, 7);
+                Listing vExpected = listing(*reference.dt);
+                for (std::array<double, 12>& tet : vExpected)
+                    for (double& v : tet) v = std::ldexp(v, exponent);
+                EXPECT_EQ(listing(*mesh.dt), vExpected) << c.name << " times 2^" << exponent << ", " << modeName(mode);
+            }
+        }
+    }
+}
+
+// Tiny and huge coordinates in one mesh, and coordinates whose differences overflow.
+TEST(EngineScale, MixedMagnitudesAndOverflowingDifferences)
+{
+    Points vMixed = scaled(integerGrid(3, 1), -1060);
+    for (const Point3& p : scaled(integerUniform(40, 2), 950)) vMixed.push_back(p);
+    for (const Point3& p : scaled(integerUniform(40, 3), -20)) vMixed.push_back(p);
+    shuffle(vMixed, 4);
+    Points vSpanning = scaled(integerGrid(4, 5), 1022);
+    for (Point3& p : vSpanning) p.exchange(p.x() - 0x1.8p1023, p.y() - 0x1.8p1023, p.z() - 0x1.8p1023);
+    for (const Points& vPoints : {vMixed, vSpanning}) {
+        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(buildAndCheck(vPoints, mode, 6, "mixed magnitudes"));
+    }
+}
+
+TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
+{
+    BuiltMesh mesh = buildQuietly(integerGrid(3, 1), InsertMode::Batch, 0);
+    const Listing vBefore = listing(*mesh.dt);
+    Points vBatch = integerUniform(20, 9);
+    vBatch[10] = Point3(0.5, HUGE_VAL, 0.5);
+    Point3 notANumber(std::nan(""), 1.0, 1.0);
+    ::testing::internal::CaptureStdout();
+    EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
+    EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(verticesOf(*mesh.dt).size(), 27u);
+    EXPECT_EQ(listing(*mesh.dt), vBefore);
+}
+
+TEST(EngineInput, ListsHandedInMustBeEmpty)
+{
+    BuiltMesh mesh = buildQuietly(uniformCube(20, 4), InsertMode::Batch, 0);
+    Tets vTets = allTetrahedra(*mesh.dt);
+    ::testing::internal::CaptureStdout();
+    EXPECT_THROW(mesh.dt->getTetrahedra(vTets), VESK3D::VeskException);
+    // A non-empty handle list only warns and is refilled.
+    VESK3D::Vesk_3D dt;
+    Points points = uniformCube(30, 8);
+    Point3 stranger(5, 5, 5);
+    std::vector<Point3*> vHandles{&stranger, &stranger};
+    dt.insert(points, vHandles);
+    ::testing::internal::GetCapturedStdout();
+    ASSERT_EQ(vHandles.size(), points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) EXPECT_TRUE(vHandles[i] && *vHandles[i] == points[i]) << i;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Start-up: while no tetrahedron exists the engine must build its first one from the first
+// quadruple of registry positions i < j < k < l, in lexicographic order, whose points span a volume
+// (first two swapped when negatively oriented). The oracle is the plain quartic search over the
+// registry order with exact orientation signs.
+
+namespace {
+
+using Quadruple = std::array<const Point3*, 4>;
+const Quadruple none{};
+
+Quadruple plainFirstQuadruple(const std::vector<Point3*>& v)
+{
+    const std::size_t n = v.size();
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = i + 1; j < n; ++j)
+            for (std::size_t k = j + 1; k < n; ++k)
+                for (std::size_t l = k + 1; l < n; ++l) {
+                    const int sign = exactOrientSign(*v[i], *v[j], *v[k], *v[l]);
+                    if (sign > 0) return {v[i], v[j], v[k], v[l]};
+                    if (sign < 0) return {v[j], v[i], v[k], v[l]};
+                }
+    return none;
+}
+
+// Registers `held` as one batch, then `singles` one at a time; after every call the engine's choice
+// (no tetrahedron, or its first one) must be the plain search's. Returns whether the phase ended.
+bool expectPlainSearchChoice(const Points& held, const Points& singles, const std::string& label)
+{
+    VESK3D::Dt3 dt(nullptr);
+    ::testing::internal::CaptureStdout();
+    if (!held.empty()) {
+        std::vector<Point3*> vHandles;
+        dt.insert(held, vHandles);
+    }
+    bool ended = false;
+    for (std::size_t i = 0; i <= singles.size() && !ended; ++i) {
+        if (i > 0) dt.insert(singles[i - 1]);
+        std::vector<Point3*> vVertices;
+        dt.getVertices(vVertices);
+        const Quadruple expected = plainFirstQuadruple(vVertices);
+        ended = expected != none;
+        EXPECT_EQ(dt.is3D(), ended) << label << " after " << i << " single insertions";
+        if (!ended || !dt.is3D()) continue;
+        std::vector<Tet3*> vTets;
+        dt.getAllTetrahedra(vTets);
+        const Tet3* t = vTets.size() == 1 ? vTets[0] : nullptr;
+        EXPECT_TRUE(t && expected == Quadruple({t->getCorner(0), t->getCorner(1), t->getCorner(2), t->getCorner(3)}))
+            << label << " after " << i << " single insertions";
+    }
+    ::testing::internal::GetCapturedStdout();
+    return ended;
+}
+
+// Points o + a*u + b*v + c*w with small integer a, b, c and integer o, u, v, w: on the line (b = c
+// = 0), the plane (c = 0) or off it with the given percentages, duplicates included. Exact in double.
+Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int coefficientRange)
+{
+    std::mt19937_64 rng(seed);
+    auto integer = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    std::array<std::array<int, 3>, 4> frame;
+    for (auto& vector : frame)
+        for (int& component : vector) component = integer(-9, 9);
+    Points points;
+    for (int i = 0; i < n; ++i) {
+        const int kind = integer(1, 100);
+        const int a = integer(-coefficientRange, coefficientRange);
+        const int b = kind <= percentOnLine ? 0 : integer(-coefficientRange, coefficientRange);
+        const int c = kind <= percentOnLine + percentOnPlane ? 0 : integer(-coefficientRange, coefficientRange);
+        std::array<double, 3> p;
+        for (int axis = 0; axis < 3; ++axis) p[axis] = frame[0][axis] + a * frame[1][axis] + b * frame[2][axis] + c * frame[3][axis];
+        points.emplace_back(p[0], p[1], p[2]);
+    }
+    return points;
+}
+
+} // namespace
+
+TEST(EngineStartup, FirstTetrahedronIsThePlainSearchChoice)
+{
+    int numEnded = 0;
+    for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+        const int percentOnLine = static_cast<int>(seed % 5) * 20;
+        const int percentOnPlane = static_cast<int>(seed % 3) * (100 - percentOnLine) / 2;
+        const Points points = affineFrameMix(seed, 14, percentOnLine, percentOnPlane, 1 + static_cast<int>(seed % 4));
+        numEnded += expectPlainSearchChoice({}, points, "mix seed " + std::to_string(seed));
+    }
+    // The mixes must reach both outcomes often, or the comparison proves little.
+    EXPECT_GT(numEnded, 40);
+    EXPECT_LT(numEnded, 140);
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        const std::string label = "seed " + std::to_string(seed);
+        EXPECT_TRUE(expectPlainSearchChoice({}, uniformCube(6, seed), "uniform " + label));
+        expectPlainSearchChoice({}, tinyGridWithDuplicates(seed), "grid " + label);
+        // A held degenerate batch puts many points before and after the one that ends the phase.
+        const Points line = collinear(12, seed);
+        EXPECT_TRUE(expectPlainSearchChoice(coplanarOnly(22, seed), {Point3(1.5, -2.0, 7.25)}, "plane " + label));
+        EXPECT_TRUE(expectPlainSearchChoice(line, {Point3(13, 1, 2), Point3(0.25, 0.5, 0.125)}, "line " + label));
+        expectPlainSearchChoice(withDuplicates(line, seed, 0.5), affineFrameMix(seed, 6, 30, 50, 2), "line and mix " + label);
+    }
+}
+
+TEST(EngineStartup, AMillionCoplanarPointsStayHeld)
+{
+    std::mt19937_64 rng(99);
+    std::uniform_int_distribution<int> coordinate(-1000000, 1000000);
+    std::vector<Point3> plane;
+    for (int i = 0; i < 1000000; ++i) {
+        const int x = coordinate(rng), y = coordinate(rng);
+        plane.emplace_back(x, y, 3.0 * x - 2.0 * y + 7.0);
+    }
+    VESK3D::Vesk_3D dt;
+    ::testing::internal::CaptureStdout();
+    dt.insert(plane);
+    EXPECT_FALSE(dt.is3D());
+    EXPECT_GT(verticesOf(dt).size(), 999000u);
+    // One point off the plane ends the phase with one tetrahedron on it; the rest stay held.
+    Point3 apex(0.5, 0.25, 1e7);
+    dt.insert(apex);
+    ::testing::internal::GetCapturedStdout();
+    const Tets vTets = allTetrahedra(dt);
+    ASSERT_EQ(vTets.size(), 1u);
+    EXPECT_TRUE(vTets[0]->hasVertex(apex));
+}
+
+TEST(EngineStartup, ABatchTriangulatesThePointsHeldBeforeIt)
+{
+    for (InsertMode first : {InsertMode::Batch, InsertMode::Singles}) {
+        BuiltMesh mesh;
+        ASSERT_TRUE(insertPoints(mesh, coplanarOnly(20, 6), first, 0));
+        ASSERT_TRUE(insertPoints(mesh, {Point3(0, 0, 9), Point3(3, -2, -4), Point3(1, 1, 1)}, InsertMode::Batch, 0));
+        EXPECT_TRUE(mesh.vMayBeHeld.empty());
+        EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs));
+    }
+}
+
+// Single insertions after the first tetrahedron whose curve neighbours are held vertices (no
+// incident tetrahedron to start the walk from), with duplicates of held points among them.
+TEST(EngineStartup, SingleInsertionsNextToHeldVertices)
+{
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        BuiltMesh mesh;
+        Points layer;
+        for (const Point3& p : integerGrid(5, seed))
+            if (p.z() == 0) layer.push_back(p);
+        layer.emplace_back(2, 2, 3);
+        ASSERT_TRUE(insertPoints(mesh, layer, InsertMode::Singles, 0));
+        ASSERT_FALSE(mesh.vMayBeHeld.empty());
+        Points nearHeld;
+        for (const Point3& p : mesh.vMayBeHeld)
+            nearHeld.insert(nearHeld.end(), {Point3(p.x() + 0.125, p.y() + 0.0625, 0.25), Point3(p.x(), p.y(), -0.5), p});
+        shuffle(nearHeld, seed);
+        ASSERT_TRUE(insertPoints(mesh, nearHeld, InsertMode::Singles, 0)) << "seed " << seed;
+        ASSERT_TRUE(insertPoints(mesh, uniformCube(40, seed, -1, 5), InsertMode::Mixed, seed)) << "seed " << seed;
+        EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld)) << "seed " << seed;
+    }
+}
+
+TEST(EngineStartup, EqualCoordinatesGiveTheSameVertexInBothPhases)
+{
+    VESK3D::Vesk_3D dt;
+    auto insertOne = [&dt](double x, double y, double z) {
+        Point3 p(x, y, z);
+        ::testing::internal::CaptureStdout();
+        Point3* pVertex = dt.insert(p);
+        ::testing::internal::GetCapturedStdout();
+        return pVertex;
+    };
+    Point3* origin = insertOne(0, 0, 0);
+    EXPECT_EQ(insertOne(-0.0, 0, -0.0), origin);
+    Point3* x = insertOne(1, 0, 0);
+    EXPECT_EQ(insertOne(1, 0, 0), x);
+    insertOne(0, 1, 0);
+    EXPECT_FALSE(dt.is3D());
+    insertOne(0, 0, 1);
+    EXPECT_TRUE(dt.is3D());
+    EXPECT_EQ(insertOne(0, 0, -0.0), origin);
+    EXPECT_EQ(insertOne(1, 0, 0), x);
+    Point3* inside = insertOne(0.25, 0.25, 0.25);
+    EXPECT_EQ(insertOne(0.25, 0.25, 0.25), inside);
+    EXPECT_EQ(verticesOf(dt).size(), 5u);
+    EXPECT_EQ(allTetrahedra(dt).size(), 4u);
+}

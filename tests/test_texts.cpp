@@ -1,0 +1,180 @@
+// The library's printed lines in one table: each action's lines as a host sink receives them (the
+// console gets the same, see the message sink tests), with the kind of the first line. Only the
+// reports that need a corrupted mesh, a scene file or a bare record to provoke stay with those tests.
+#include <GeomTest3.h>
+#include <Vesk_3D.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "InputFamilies.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+// Let the access fault of goToHell kill the process as it does without the sanitizer.
+extern "C" const char* __asan_default_options() { return "handle_segv=0"; }
+#endif
+
+using namespace VESK3D;
+
+namespace {
+
+struct Printed {
+    std::string text; // the lines, each ended by a newline
+    MessageKind firstKind = MESSAGE_INFO;
+};
+
+Printed printedBy(const std::function<void()>& action)
+{
+    Printed printed;
+    bool bFirst = true;
+    setMessageSink([&](MessageKind kind, const std::string& line) {
+        if (bFirst) printed.firstKind = kind;
+        bFirst = false;
+        printed.text += line + "\n";
+    });
+    try {
+        action();
+    } catch (const VeskException&) {
+        // Failed assertions are part of the table; what they print is the point.
+    }
+    setMessageSink(nullptr);
+    return printed;
+}
+
+void insertAll(Vesk_3D& dt, std::vector<Point3> vPoints)
+{
+    dt.insert(vPoints);
+}
+
+const std::string rule46(46, '*');
+
+struct TextCase {
+    const char* what;
+    std::function<void()> action;
+    MessageKind kind;
+    std::string expected;
+    bool bPrefixOnly; // the rest names a source position
+};
+
+const std::vector<TextCase>& textCases()
+{
+    static const std::vector<TextCase> cases = {
+        {"failed assertion", [] { int numStoredTCS = 3; VESK_ASSERT(numStoredTCS==0); }, MESSAGE_ERROR,
+         "\n      Vesk, , ERROR: Condition [ numStoredTCS==0 failed ]\n      " __FILE__ ":", true},
+        {"error and warning lines", [] { error("Dt3::checkValidity", "bad tet"); warning("Visualizer3", "no file"); }, MESSAGE_ERROR,
+         "\n      Dt3::checkValidity, ERROR: bad tet\n\n      Visualizer3, WARNING: no file\n", false},
+        {"banner", [] { box("0123456789"); }, MESSAGE_ERROR,
+         "\n\n" + rule46 + "\n" + rule46 + "\n                0123456789\n" + rule46 + "\n" + rule46 + "\n", false},
+        {"timer start", [] { timer("phase one"); }, MESSAGE_INFO, "\n*** Timer [phase one] start\n", false},
+        {"counters", [] { std::string a = "insert", list = "GETCOUNTERS"; benchCounter(a); benchCounter(a); benchCounter(list); },
+         MESSAGE_INFO, "\nCounters: \ninsert\t2\n", false},
+        {"empty batch", [] { Vesk_3D dt; insertAll(dt, {}); }, MESSAGE_INFO, "numPoints=0\n", false},
+        {"verbose batch", [] { Vesk_3D dt; dt.setVerbosity(true); insertAll(dt, {Point3(0, 0, 0)}); }, MESSAGE_INFO,
+         "\nDt3::insert(vector,vector) has been called\nnumPoints=1\n", false},
+        {"fifth point ends the start-up",
+         [] {
+             Vesk_3D dt;
+             for (Point3 p : {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(1, 1, 0), Point3(0, 0, 1)}) dt.insert(p);
+         },
+         MESSAGE_WARNING, "Attention: triangulate has got an empty vector\n", false},
+        {"listing before the first tetrahedron", [] { Vesk_3D dt; std::vector<Tet3*> v; dt.getTetrahedra(v); }, MESSAGE_WARNING,
+         "Dt3::getAllTetrahedra(), oneTet==NULL\n", false},
+        {"star of a held vertex",
+         [] {
+             Vesk_3D dt;
+             Point3 p(0, 0, 0);
+             std::vector<Tet3*> v;
+             dt.getTetsAroundVertex(dt.insert(p), v);
+         },
+         MESSAGE_WARNING, "\n      Dt3::getTetsAroundVertex(), WARNING: pVtx does not belong to the triangulation\n", false},
+        {"listing into a non-empty list",
+         [] {
+             Vesk_3D dt;
+             insertAll(dt, VeskTest::uniformCube(4, 3));
+             std::vector<Tet3*> v(1, nullptr);
+             dt.getTetrahedra(v);
+         },
+         MESSAGE_INFO, "numPoints=4\n\n      Vesk, , ERROR: Condition [ vTet.empty() failed ]\n", true},
+        {"non-empty handle list",
+         [] {
+             Vesk_3D dt;
+             std::vector<Point3> v{Point3(0, 0, 0)};
+             std::vector<Point3*> vHandles(1, nullptr);
+             dt.insert(v, vHandles);
+         },
+         MESSAGE_WARNING, "\n      Dt3::insert(), WARNING: vUserHandles is not empty as it should be\nnumPoints=1\n", false},
+        {"non-finite point", [] { Vesk_3D dt; Point3 p(0, HUGE_VAL, 0); dt.insert(p); }, MESSAGE_ERROR,
+         "\n      Vesk, , ERROR: Condition [ hasFiniteCoordinates(p) failed ]\n", true},
+        {"empty random interval", [] { std::vector<double> v; generateRandomNumbers(5, 1.0, 1.0, v, 4); }, MESSAGE_ERROR,
+         "\n      Vesk, , ERROR: Condition [ min<max failed ]\n", true},
+    };
+    return cases;
+}
+
+} // namespace
+
+TEST(Texts, EveryPrintedLineAsATable)
+{
+    for (const TextCase& c : textCases()) {
+        const Printed printed = printedBy(c.action);
+        if (c.bPrefixOnly)
+            EXPECT_EQ(printed.text.substr(0, c.expected.size()), c.expected) << c.what;
+        else
+            EXPECT_EQ(printed.text, c.expected) << c.what;
+        EXPECT_EQ(printed.firstKind, c.kind) << c.what;
+    }
+}
+
+TEST(Texts, NamesVersionAndException)
+{
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_POSITIVE), "ORI3_ORIENTATION3_POSITIVE");
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_NEGATIVE), "ORI3_ORIENTATION3_NEGATIVE");
+    EXPECT_EQ(GeomTest3::getOrientationName(ORIENTATION3_COPLANAR), "ORI3_ZERO");
+    EXPECT_EQ(getMajorVersionNumber(), 0);
+    EXPECT_EQ(getMinorVersionNumber(), 99);
+    EXPECT_EQ(getRevisionNumber(), 0);
+#ifdef NDEBUG
+    EXPECT_TRUE(isRelease());
+    EXPECT_EQ(getVesk3DVersion(), "Vesk3D, RELEASE, v0.99.0");
+#else
+    EXPECT_FALSE(isRelease());
+    EXPECT_EQ(getVesk3DVersion(), "Vesk3D, DEBUG, v0.99.0");
+#endif
+    const std::string start = "\n  VESK EXCEPTION due to a bug _or_ wrong usage of Vesk. If you think it is a \n"
+                              "  bug then please report this incident and it will be fixed quickly: ";
+    EXPECT_EQ(std::string(VeskException().what()).compare(0, start.size(), start), 0) << VeskException().what();
+}
+
+TEST(Texts, TimerStopLineAndItsLastingNumberFormat)
+{
+    const std::ios_base::fmtflags savedFlags = std::cout.flags();
+    const std::streamsize savedPrecision = std::cout.precision();
+    testing::internal::CaptureStdout();
+    timer("format");
+    const double elapsed = timer("format");
+    std::cout << 0.5;
+    const std::string out = testing::internal::GetCapturedStdout();
+    std::cout.flags(savedFlags);
+    std::cout.precision(savedPrecision);
+    char seconds[64];
+    std::snprintf(seconds, sizeof seconds, "%.3f", elapsed);
+    EXPECT_EQ(out, "\n*** Timer [format] start\n*** Timer [format] stop, elapsed time: " + std::string(seconds) + " s\n\n0.500000");
+}
+
+TEST(TextsDeathTest, GoToHellPrintsTheReasonAndDiesOfAnAccessFault)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    // The reason goes to standard output; the child sends it to standard error for the matcher.
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            goToHell("no start tetrahedron");
+        },
+        testing::KilledBySignal(SIGSEGV), "\n      goToHell, ERROR:  reason: no start tetrahedron\n");
+}
