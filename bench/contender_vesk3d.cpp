@@ -1,4 +1,5 @@
-// One timed run of Vesk3D on a dataset file: batch insertion through the facade.
+// One timed run of Vesk3D on a dataset file: batch insertion through the facade, on THREADS
+// threads (default 1, the sequential engine).
 // Prints "time=<wall seconds> cpu=<process CPU seconds> tets=<count> rss_kib=<peak resident KiB>"
 // (the peak before the tetrahedra are listed for counting; the peer counts them for free). CPU
 // time is the steadier figure on a machine shared with other work.
@@ -7,19 +8,21 @@
 #include <chrono>
 #include <ctime>
 #include <iostream>
+#include <string>
 
 #include "dataset_io.h"
 
 int main(int argc, char* argv[])
 {
-    if (argc != 2) {
-        std::cerr << "usage: contender_vesk3d DATASET" << std::endl;
+    if (argc != 2 && argc != 3) {
+        std::cerr << "usage: contender_vesk3d DATASET [THREADS]" << std::endl;
         return 2;
     }
     std::vector<VESK3D::Point3> points = benchdata::readPoints<VESK3D::Point3>(argv[1]);
 
     VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
     VESK3D::Vesk_3D dt;
+    dt.setNumThreads(argc == 3 ? std::stoi(argv[2]) : 1);
     const auto start = std::chrono::steady_clock::now();
     const std::clock_t cpuStart = std::clock();
     dt.insert(points);
