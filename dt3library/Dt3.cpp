@@ -218,6 +218,7 @@ constexpr size_t maxPointsPerPart = 131072;
 constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
 constexpr size_t minParallelRound = 2048;
 constexpr double maxDeferredShare = 0.75;
+constexpr size_t maxHullSamples = 256;
 // The grid's move in each round, in fractions of the box: far from each other and from the
 // borders of the coarse cells (halves, quarters) of every earlier round.
 constexpr double gridMoves[][3] = {{0.0, 0.0, 0.0}, {0.37, 0.29, 0.43}, {0.71, 0.63, 0.17}, {0.13, 0.83, 0.59}};
@@ -345,7 +346,8 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
 Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
 {
     std::vector<Point3*> vPending(vLevel);
-    for (size_t round = 0; round < numRounds && vPending.size() >= minParallelRound; ++round) {
+    const bool bWorthRounds = !mostlyOutsideHull(vLevel, pLastTet);
+    for (size_t round = 0; bWorthRounds && round < numRounds && vPending.size() >= minParallelRound; ++round) {
         const size_t numBefore = vPending.size();
         keyVerticesOnGrid(gridMoves[round], vPending);
         if (!insertRoundInParallel(vPending)) break;
@@ -358,6 +360,19 @@ Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
     }
     for (Point3*& pVtx : vPending) pLastTet = insertVertex(pVtx, liveStartTet(*pVtx, pLastTet));
     return liveStartTet(*vLevel.back(), pLastTet);
+}
+
+// Only the sequential path inserts points outside the hull: when most of an even sample of the
+// level lies outside (points on a sphere, say), every round would try and defer nearly all of them.
+bool Dt3::mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) const
+{
+    const size_t numSamples = std::min(vLevel.size(), maxHullSamples);
+    size_t numOutside = 0;
+    Tet3* pTet = pLastTet;
+    for (size_t k = 0; k < numSamples; ++k) {
+        if (locateConflictTet(vLevel[k * vLevel.size() / numSamples], pTet) >= 0) ++numOutside;
+    }
+    return 2 * numOutside > numSamples;
 }
 
 // Gives every vertex its key on the moved grid's curve and puts the waiting points in that order

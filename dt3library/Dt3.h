@@ -94,6 +94,7 @@ private:
     Tet3* liveStartTet(const Point3& p, Tet3* pHint);
     Tet3* firstLiveVertexTet() const;
     Tet3* insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet);
+    bool mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) const;
     void keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending);
     bool insertRoundInParallel(std::vector<Point3*>& vPending);
     std::vector<Part> cutIntoParts(const std::vector<Point3*>& vPending);
