@@ -45,6 +45,12 @@ private:
     std::vector<int> vIndexAt;
 };
 
+// A tetrahedron's place in the listing, from listingIndexByPosition's array; -1 for none.
+int listedIndex(const std::vector<int>& vIndexAt, const SimplePool<Tet3>& tetPool, const Tet3* pTet)
+{
+    return pTet == nullptr ? -1 : vIndexAt[tetPool.getPosition(pTet)];
+}
+
 } // namespace
 
 Vesk_3D::Vesk_3D() : pDt(new Dt3(this)) {}
@@ -159,10 +165,7 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, const MeshExportParts& parts) const
             if (parts.bCorners)
                 for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexIndexOf(pTet->getCorner(i));
             if (parts.bNeighbors)
-                for (int i = 0; i < 4; ++i) {
-                    const Tet3* pNeighbor = pTet->getOppTet(i);
-                    arrays.vTetNeighbors[4 * t + i] = pNeighbor == nullptr ? -1 : vTetIndexAt[tetPool.getPosition(pNeighbor)];
-                }
+                for (int i = 0; i < 4; ++i) arrays.vTetNeighbors[4 * t + i] = listedIndex(vTetIndexAt, tetPool, pTet->getOppTet(i));
         });
     }
 
@@ -175,10 +178,8 @@ void Vesk_3D::locateTetIndices(const double* pXyz, size_t numPoints, int* pTetIn
 {
     size_t numTets = 0;
     const std::vector<int> vTetIndexAt = pDt->listingIndexByPosition(numTets);
-    for (size_t k = 0; k < numPoints; ++k) {
-        const Tet3* pTet = pDt->locate(Point3(pXyz[3 * k], pXyz[3 * k + 1], pXyz[3 * k + 2]));
-        pTetIndices[k] = pTet == nullptr ? -1 : vTetIndexAt[pDt->getTetPool().getPosition(pTet)];
-    }
+    for (size_t k = 0; k < numPoints; ++k)
+        pTetIndices[k] = listedIndex(vTetIndexAt, pDt->getTetPool(), pDt->locate(Point3(pXyz[3 * k], pXyz[3 * k + 1], pXyz[3 * k + 2])));
 }
 
 bool Vesk_3D::checkValidity(const std::string& name, bool checkSphereInclusion) const
