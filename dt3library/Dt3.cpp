@@ -304,6 +304,7 @@ struct Dt3::Part {
     size_t endFree;
     // What the worker left unused, handed back after the round in part order.
     std::vector<Tet3*> vLeftover;
+    std::pair<Tet3*, int> unusedRun;
 };
 
 namespace {
@@ -414,14 +415,17 @@ bool Dt3::insertRoundInParallel(std::vector<Point3*>& vPending)
             vPending[i] = nullptr;
         }
         part.vLeftover.swap(inserter.recycledTets());
-        inserter.appendUnusedRecords(part.vLeftover);
+        part.unusedRun = inserter.unusedRun();
     };
     runTasks(numWorkers, vParts.size(), insertPart);
 
     // Hand the unused records back in part order, and keep the points that wait in curve order.
     std::vector<Tet3*>& vRecycled = sequential.recycledTets();
     vRecycled.assign(vFree.begin() + (vParts.empty() ? 0 : vParts.back().endFree), vFree.end());
-    for (const Part& part : vParts) vRecycled.insert(vRecycled.end(), part.vLeftover.begin(), part.vLeftover.end());
+    for (const Part& part : vParts) {
+        vRecycled.insert(vRecycled.end(), part.vLeftover.begin(), part.vLeftover.end());
+        tetPool.giveBackRun(part.unusedRun.first, part.unusedRun.second);
+    }
     vPending.erase(std::remove(vPending.begin(), vPending.end(), nullptr), vPending.end());
     return true;
 }
@@ -463,7 +467,7 @@ std::vector<Dt3::Part> Dt3::cutIntoParts(const std::vector<Point3*>& vPending)
     return vParts;
 }
 
-// Gives each part, in part order, records (free ones first, then a fresh run from the pool),
+// Gives each part, in part order, records (free ones first, then a run from the pool),
 // labels and insertion stamps in proportion to its points. Returns false when the labels would
 // overflow.
 bool Dt3::budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree)
@@ -492,7 +496,7 @@ bool Dt3::budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree)
         part.firstFree = nextFree;
         part.endFree = nextFree += numFree;
         part.region.numRecords = numRecords - static_cast<int>(numFree);
-        part.region.pFirstRecord = part.region.numRecords > 0 ? takeFreshRun(part.region.numRecords, vFree) : nullptr;
+        part.region.pFirstRecord = part.region.numRecords > 0 ? tetPool.takeRun(part.region.numRecords) : nullptr;
         part.region.firstLabel = firstLabel;
         part.region.numLabels = labelsFor(part);
         firstLabel += part.region.numLabels;
@@ -501,21 +505,6 @@ bool Dt3::budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree)
     }
     sequential.setInsertionStamp(firstStamp);
     return true;
-}
-
-// numRecords consecutive records of the pool; the rest of a container too short for them joins
-// the free records, marked dead.
-Tet3* Dt3::takeFreshRun(int numRecords, std::vector<Tet3*>& vFree)
-{
-    while (true) {
-        int numGiven = 0;
-        Tet3* pFirst = tetPool.getNewRecords(numRecords, numGiven);
-        if (numGiven == numRecords) return pFirst;
-        for (int i = 0; i < numGiven; ++i) {
-            pFirst[i].hasBeenVisited = true;
-            vFree.push_back(pFirst + i);
-        }
-    }
 }
 
 // A live tetrahedron owned by the key range, found breadth-first from the registry's hint for p;

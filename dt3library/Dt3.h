@@ -99,7 +99,6 @@ private:
     bool insertRoundInParallel(std::vector<Point3*>& vPending);
     std::vector<Part> cutIntoParts(const std::vector<Point3*>& vPending);
     bool budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree);
-    Tet3* takeFreshRun(int numRecords, std::vector<Tet3*>& vFree);
     Tet3* ownedTetNear(const Point3& p, const Inserter3::KeyRange& keys);
     Tet3* insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) const;
 

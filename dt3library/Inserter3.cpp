@@ -65,8 +65,10 @@ int Inserter3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet) const
     return walk<false>(pVtx, pStartTet);
 }
 
-// In a region the walk steps only onto owned tetrahedra, and a point on an edge waits: the
-// circulation around the edge could meet tetrahedra of other regions.
+// In a region the walk steps only onto owned tetrahedra. It may circulate around an edge of an
+// owned one: every tetrahedron there has both ends of the edge for corners, and another region
+// only changes tetrahedra with three or four corners of its own. A point on a hull edge waits
+// for the sequential path.
 template <bool bInRegion>
 int Inserter3::walk(const Point3* pVtx, Tet3*& pStartTet) const
 {
@@ -115,8 +117,9 @@ int Inserter3::walk(const Point3* pVtx, Tet3*& pStartTet) const
                 VESK_ASSERT(numPositive==2);
                 VESK_ASSERT(numCoplanar==2);
                 VESK_ASSERT(opp2ICI>=0);
-                if (bInRegion) return walkLeftRegion;
-                return locateOnEdge(pStartTet, i, opp2ICI);
+                const int edgeResult = locateOnEdge(pStartTet, i, opp2ICI);
+                if (bInRegion && edgeResult >= 0) return walkLeftRegion;
+                return edgeResult;
             }
             // A negative face lies further on in the cycle; the walk crosses it when it gets there.
         }
@@ -343,14 +346,6 @@ Tet3* Inserter3::fillOwnedCavity(Point3* pVtx)
         vRecycledTets.push_back(pDoomedTet);
     }
     return pLastNew;
-}
-
-void Inserter3::appendUnusedRecords(std::vector<Tet3*>& vFree)
-{
-    for (; pNextRecord != pRecordsEnd; ++pNextRecord) {
-        pNextRecord->hasBeenVisited = true;
-        vFree.push_back(pNextRecord);
-    }
 }
 
 // Joins the vertex to facet `face` of a doomed tetrahedron and glues the new tetrahedron to the

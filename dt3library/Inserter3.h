@@ -74,8 +74,8 @@ public:
     // returns a new tetrahedron incident to pVtx, or null (the vertex waits for a later round).
     Tet3* insertLocatedInRegion(Point3* pVtx, Tet3* pLocated);
     const KeyRange& getRegion() const { return region; }
-    // The run's records not handed out, marked dead.
-    void appendUnusedRecords(std::vector<Tet3*>& vFree);
+    // The run's records not handed out (never written): first and count.
+    std::pair<Tet3*, int> unusedRun() const { return {pNextRecord, static_cast<int>(pRecordsEnd - pNextRecord)}; }
 
 private:
     template <bool bInRegion>

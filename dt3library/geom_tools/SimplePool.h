@@ -77,8 +77,51 @@ public:
         return pFirst;
     }
 
+    // n consecutive records (n at most a container's limit) for a caller that hands them out
+    // itself: the first run given back that is long enough, in pool order, or else the pool's next
+    // records; the rest of a container too short for them is kept as a run given back.
+    T* takeRun(int n)
+    {
+        for (auto pRun = vUnusedRuns.begin(); pRun != vUnusedRuns.end(); ++pRun) {
+            if (pRun->numRecords < size_t(n)) continue;
+            T* pFirst = pRun->pFirst;
+            pRun->pFirst += n;
+            pRun->position += n;
+            pRun->numRecords -= n;
+            if (pRun->numRecords == 0) vUnusedRuns.erase(pRun);
+            return pFirst;
+        }
+        while (true) {
+            int numGiven = 0;
+            T* pFirst = getNewRecords(n, numGiven);
+            if (numGiven == n) return pFirst;
+            giveBackRun(pFirst, numGiven);
+        }
+    }
+
+    // Records of a run from takeRun that were never written: forEachRecord skips them, and a later
+    // takeRun hands them out again. Their pages stay untouched, so an unused run costs no memory.
+    void giveBackRun(T* pFirst, int n)
+    {
+        if (n == 0) return;
+        const UnusedRun run{getPosition(pFirst), pFirst, size_t(n)};
+        auto pNext = std::upper_bound(vUnusedRuns.begin(), vUnusedRuns.end(), run,
+                                      [](const UnusedRun& a, const UnusedRun& b) { return a.position < b.position; });
+        pNext = vUnusedRuns.insert(pNext, run);
+        // Neighbours in position and in memory (never across containers) become one run.
+        if (pNext + 1 != vUnusedRuns.end() && pNext->isFollowedBy(*(pNext + 1))) {
+            pNext->numRecords += (pNext + 1)->numRecords;
+            vUnusedRuns.erase(pNext + 1);
+        }
+        if (pNext != vUnusedRuns.begin() && (pNext - 1)->isFollowedBy(*pNext)) {
+            (pNext - 1)->numRecords += pNext->numRecords;
+            vUnusedRuns.erase(pNext);
+        }
+    }
+
     void reset()
     {
+        vUnusedRuns.clear();
         currentIndex = -1;
         if (noGrowth)
             return;
@@ -92,14 +135,25 @@ public:
         noGrowth = true;
     }
 
-    // Visits every record handed out since construction or the last reset, in allocation order.
+    // Visits every record handed out since construction or the last reset, in allocation order,
+    // except the runs given back.
     template <class Visitor>
     void forEachRecord(Visitor visit) const
     {
         const size_t numContainers = vContainers.size();
+        auto pRun = vUnusedRuns.begin();
+        size_t position = 0;
         for (size_t i = 0; i < numContainers; ++i) {
-            const int numUsed = i + 1 == numContainers ? currentIndex + 1 : containerSize(i);
-            for (int k = 0; k < numUsed; ++k) visit(vContainers[i] + k);
+            T* const pEnd = vContainers[i] + (i + 1 == numContainers ? currentIndex + 1 : containerSize(i));
+            for (T* pRecord = vContainers[i]; pRecord < pEnd; ++pRecord, ++position) {
+                if (pRun != vUnusedRuns.end() && pRun->position == position) {
+                    pRecord += pRun->numRecords - 1;
+                    position += pRun->numRecords - 1;
+                    ++pRun;
+                    continue;
+                }
+                visit(pRecord);
+            }
         }
     }
 
@@ -179,6 +233,7 @@ private:
 
     void release()
     {
+        vUnusedRuns.clear();
         for (T* pBlock : vContainers)
             freeContainer(pBlock);
         noGrowth = true;
@@ -196,7 +251,19 @@ private:
         size_t numRecords;
     };
 
+    struct UnusedRun {
+        size_t position;
+        T* pFirst;
+        size_t numRecords;
+        bool isFollowedBy(const UnusedRun& next) const
+        {
+            return position + numRecords == next.position && pFirst + numRecords == next.pFirst;
+        }
+    };
+
     std::vector<T*> vContainers;
+    // Sorted by position.
+    std::vector<UnusedRun> vUnusedRuns;
     std::vector<ContainerRange> vRangesByAddress;
     size_t firstPositionOfCurrent = 0;
     std::vector<int> vSizes;
