@@ -192,3 +192,39 @@ TEST(SimplePoolDeathTest, FatalStatesPrintAndExitWithCodeOne)
         "\n      SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry\n"
         "\n      Vesk, , ERROR: Condition \\[ false failed \\]\n");
 }
+
+// Runs are for callers that hand records out themselves (threads, each with its own run). The
+// records of a run given back are never visited and are the first a later run of their size gets.
+TEST(SimplePool, RunsGivenBackAreSkippedAndTakenAgainInPositionOrder)
+{
+    SimplePool<Small> pool;
+    pool.init(100, -1);
+    std::vector<Small*> vInUse = requestRecords(pool, 5);
+    Small* const pFirstRun = pool.takeRun(30);
+    Small* const pSecondRun = pool.takeRun(40);
+    EXPECT_EQ(pSecondRun, pFirstRun + 30);
+    // Given back out of order: the two halves and the second run's head become one run of 30.
+    pool.giveBackRun(pFirstRun + 20, 10);
+    pool.giveBackRun(pFirstRun + 10, 10);
+    pool.giveBackRun(pSecondRun, 10);
+    for (int i = 0; i < 10; ++i) vInUse.push_back(pFirstRun + i);
+    for (int i = 10; i < 40; ++i) vInUse.push_back(pSecondRun + i);
+    // The container's last 25 records are too few for 30: they are given back, and a new container serves.
+    Small* const pThirdRun = pool.takeRun(31);
+    EXPECT_EQ(pool.getNumContainers(), 2u);
+    Small* const pRefill = pool.takeRun(30);
+    EXPECT_EQ(pRefill, pFirstRun + 10);
+    EXPECT_EQ(pool.takeRun(25), pSecondRun + 40);
+    for (int i = 0; i < 31; ++i) vInUse.push_back(pThirdRun + i);
+    for (int i = 0; i < 30; ++i) vInUse.push_back(pRefill + i);
+    for (int i = 0; i < 25; ++i) vInUse.push_back(pSecondRun + 40 + i);
+
+    std::vector<Small*> vVisited;
+    pool.forEachRecord([&](Small* p) { vVisited.push_back(p); });
+    std::sort(vInUse.begin(), vInUse.end(), [&](Small* a, Small* b) { return pool.getPosition(a) < pool.getPosition(b); });
+    EXPECT_EQ(vVisited, vInUse);
+    pool.reset();
+    vVisited.clear();
+    pool.forEachRecord([&](Small* p) { vVisited.push_back(p); });
+    EXPECT_TRUE(vVisited.empty());
+}
