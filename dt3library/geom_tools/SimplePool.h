@@ -67,16 +67,6 @@ public:
         return recordFromNewContainer();
     }
 
-    // Up to n (at least one) consecutive records at once, for a caller that hands them out itself:
-    // as many as the current container still holds, after opening a new one when it is full.
-    T* getNewRecords(int n, int& numGiven)
-    {
-        T* pFirst = getNewRecord();
-        numGiven = std::min(n, currentSize - currentIndex);
-        currentIndex += numGiven - 1;
-        return pFirst;
-    }
-
     // n consecutive records (n at most a container's limit) for a caller that hands them out
     // itself: the first run given back that is long enough, in pool order, or else the pool's next
     // records; the rest of a container too short for them is kept as a run given back.
@@ -184,6 +174,16 @@ public:
     const std::vector<int>& getContainerSizes() const { return vSizes; }
 
 private:
+    // Up to n (at least one) consecutive records: as many as the current container still holds,
+    // after opening a new one when it is full.
+    T* getNewRecords(int n, int& numGiven)
+    {
+        T* pFirst = getNewRecord();
+        numGiven = std::min(n, currentSize - currentIndex);
+        currentIndex += numGiven - 1;
+        return pFirst;
+    }
+
     __attribute__((noinline)) T* recordFromNewContainer()
     {
         VESK_ASSERT(initialized);
