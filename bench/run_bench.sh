@@ -1,12 +1,10 @@
 #!/usr/bin/env bash
 # Benchmarks Vesk3D against CGAL's Delaunay_triangulation_3 on the same dataset files.
 # Usage: bench/run_bench.sh [runs per contender, default 5] [datasets..., default all]
-# A dataset is KIND-SIZE: uniform, clustered or sphere with a point count (100k, 1M, 10M, ...), or
-# grid with the points per axis (grid-50 is 125,000 points). Each run is its own process; the
-# contenders alternate. Prints, per contender, the median of the CPU and wall-clock seconds of
-# the insertion with the spread (slowest / fastest run) beside it, the ratio of the medians, and
-# the peak resident memory; writes the table to build/bench/results.md. Datasets are made once,
-# by fixed seeds, into build/bench/data.
+# Datasets are named as in bench/bench_lib.sh. Each run is its own process; the contenders
+# alternate. Prints, per contender, the median of the CPU and wall-clock seconds of the insertion
+# with the spread (slowest / fastest run) beside it, the ratio of the medians, and the peak
+# resident memory; writes the table to build/bench/results.md.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 runs=${1:-5}
@@ -14,26 +12,7 @@ shift || true
 datasets=("$@")
 [ ${#datasets[@]} -gt 0 ] || datasets=(uniform-100k uniform-1M clustered-1M grid-50 sphere-200k uniform-10M)
 
-bash scripts/setup.sh libcgal-dev
-build=build/bench
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DVESK3D_BUILD_BENCH=ON -DVESK3D_BUILD_TESTS=OFF \
-      -DVESK3D_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build "$build" -j "$(nproc 2>/dev/null || echo 2)" --target make_dataset contender_vesk3d contender_cgal >/dev/null
-mkdir -p "$build/data"
-
-dataset_file() {
-  local name=$1 kind=${1%-*} size=${1##*-}
-  size=${size/k/000}; size=${size/M/000000}
-  local file="$build/data/$name.bin"
-  [ -f "$file" ] || "$build/bench/make_dataset" "$kind" "$size" "$file"
-  echo "$file"
-}
-
-# Field of a contender's one-line report: field "time=1.2 tets=3" time -> 1.2
-field() { tr ' ' '\n' <<<"$1" | sed -n "s/^$2=//p"; }
-# Median and spread (largest / smallest) of the numbers on standard input: "1.234 (1.05)".
-summary() { sort -g | awk '{v[NR]=$1} END {printf "%.3f (%.2f)", (NR%2 ? v[(NR+1)/2] : (v[NR/2]+v[NR/2+1])/2), v[NR]/v[1]}'; }
-median() { summary | cut -d' ' -f1; }
+source bench/bench_lib.sh
 
 results=$build/results.md
 {
