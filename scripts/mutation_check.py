@@ -74,7 +74,7 @@ FAULTS = [
     (HC, "{1, 2, 0, 6, 11, 4, 5, 6, 10, 4, 7, 10}", "{2, 2, 0, 6, 11, 4, 5, 6, 10, 4, 7, 10}", "Hilbert table: a NEXT entry, a sub-cube refined in the wrong state"),
     (HC, "return !(a < b) && !(b < a);", "return !(a < b);", "registry: batch duplicates detected by a one-sided test"),
     (HC, "if (holdsPoint(pos, key, p)) {", "if (holdsPoint(pos, key, p) && false) {", "registry: duplicate check of a single point skipped"),
-    ("dt3library/geom_tools/SimplePool.h", "? currentIndex + 1 : containerSize(i);", "? currentIndex : containerSize(i);", "pool: the last record is never visited"),
+    ("dt3library/geom_tools/SimplePool.h", "? currentIndex + 1 : containerSize(i));", "? currentIndex : containerSize(i));", "pool: the last record is never visited"),
     ("dt3library/TetAroundEdgeIterator.cpp", "if (opp2InNext != opp3InNext && pCorner", "if (pCorner", "circulator: may step back through the facet it came from"),
     ("dt3library/Tet3.h", "        hasBeenVisited = false;\n        customIndex = -1;", "        customIndex = -1;", "record reuse: the visited mark is not reset"),
     ("dt3library/Tet3.cpp", "{0, 3}, {3, 1}, {1, 0}, //", "{0, 3}, {3, 1}, {1, 2}, //", "facet edge table: an edge of facet 2 ends at the wrong corner"),
