@@ -14,6 +14,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ExactOracle.h"
@@ -278,44 +279,13 @@ long long stageCount(PredicateStage stage)
 
 } // namespace
 
-TEST(GeomTest3Constants, MatchTheTableOfIeeeDoubleValues)
+// The facet form sees a point inside positive against every facet, the facet's own corner positive
+// and the other corners coplanar; the four-point form is judged by the rational sweep below.
+TEST(Orientation, FacetFormAgainstTheCornersAndAnInnerPoint)
 {
     const GeomTest3 g;
-    EXPECT_EQ(g.splitter, 134217729.0);
-    EXPECT_EQ(g.epsilon, 1.1102230246251565e-16);
-    EXPECT_EQ(g.resultErrBound, 3.3306690738754706e-16);
-    EXPECT_EQ(g.ccwErrBoundA, 3.3306690738754716e-16);
-    EXPECT_EQ(g.ccwErrBoundB, 2.2204460492503146e-16);
-    EXPECT_EQ(g.ccwErrBoundC, 1.1093356479670487e-31);
-    EXPECT_EQ(g.o3dErrBoundA, 7.771561172376103e-16);
-    EXPECT_EQ(g.o3dErrBoundB, 3.330669073875473e-16);
-    EXPECT_EQ(g.o3dErrBoundC, 3.2047474274603644e-31);
-    EXPECT_EQ(g.iccErrBoundA, 1.1102230246251577e-15);
-    EXPECT_EQ(g.iccErrBoundB, 4.440892098500632e-16);
-    EXPECT_EQ(g.iccErrBoundC, 5.423418723394464e-31);
-    EXPECT_EQ(g.ispErrBoundA, 1.7763568394002532e-15);
-    EXPECT_EQ(g.ispErrBoundB, 5.551115123125792e-16);
-    EXPECT_EQ(g.ispErrBoundC, 8.751425667295619e-31);
-}
-
-TEST(Orientation, HandCases)
-{
-    const GeomTest3 g;
-    Point3 corners[4] = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
-    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &corners[3]), ORIENTATION3_POSITIVE);
-    for (int i = 0; i < 4; ++i)
-        for (int j = i + 1; j < 4; ++j) {
-            Point3 swapped[4] = {corners[0], corners[1], corners[2], corners[3]};
-            std::swap(swapped[i], swapped[j]);
-            EXPECT_EQ(g.getOrientation3(&swapped[0], &swapped[1], &swapped[2], &swapped[3]), ORIENTATION3_NEGATIVE) << i << " " << j;
-        }
-    const double tiny = std::ldexp(1.0, -60);
-    const Point3 onPlane(0.5, 0.5, 0), above(0.5, 0.5, tiny), below(0.5, 0.5, -tiny);
-    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &onPlane), ORIENTATION3_COPLANAR);
-    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &above), ORIENTATION3_POSITIVE);
-    EXPECT_EQ(g.getOrientation3(&corners[0], &corners[1], &corners[2], &below), ORIENTATION3_NEGATIVE);
-    // The facet form sees the facet's own corner positive and the other corners coplanar.
-    const TetOver tet(corners[0], corners[1], corners[2], corners[3]);
+    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
+    const TetOver tet(p0, p1, p2, p3);
     const Point3 inside(0.25, 0.25, 0.25);
     for (int ith = 0; ith < 4; ++ith) {
         EXPECT_EQ(g.getOrientation3(tet.get(), ith, &inside), ORIENTATION3_POSITIVE) << ith;
@@ -345,19 +315,6 @@ TEST(OrientationDeathTest, NullTetrahedronAndBadFacetIndexEndTheProcess)
 #endif
 }
 
-TEST(SphereInclusion, HandCases)
-{
-    const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    const TetOver tet(p0, p1, p2, p3);
-    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1), copyOfCorner(p2);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &centroid), SIC_INSIDE);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &far), SIC_OUTSIDE);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &onSphere), SIC_OUTSIDE);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p2), SIC_INSIDE);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &copyOfCorner), SIC_INSIDE);
-}
-
 TEST(SphereInclusion, UndecidableFilterMeetsTheCornerGuardOnlyForCornerObjects)
 {
     // A NaN coordinate defeats the filter: the corner object itself hits the guard, any other
@@ -367,41 +324,32 @@ TEST(SphereInclusion, UndecidableFilterMeetsTheCornerGuardOnlyForCornerObjects)
     const TetOver tet(p0, p1, p2, p3);
     const Point3 other(0.25, 0.25, 0.25);
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p3), SIC_ON_CORNER);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p2), SIC_INSIDE); // a decidable corner object is inside
     EXPECT_EQ(g.sphereInclusionTest(tet.get(), &other), SIC_INSIDE);
     EXPECT_EQ(g.getOrientation3(&p0, &p1, &p2, &p3), ORIENTATION3_COPLANAR);
 }
 
-TEST(NormalVector, UnitNormalAndWarningsForDegenerateTriangles)
+// Only a truly zero cross product lacks a direction: tiny and huge triangles have their normal,
+// points and collinear triples get the zero vector with one warning per normalization.
+TEST(NormalVector, UnitNormalAtEveryScaleAndZeroForDegenerateTriangles)
 {
-    const Vector3 n = getNormalVector(Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0));
-    EXPECT_EQ(n.x, 0.0);
-    EXPECT_EQ(n.y, 0.0);
-    EXPECT_EQ(n.z, 1.0);
-
-    const std::string warning = "warning: normalize(const Vector3& other), Null length vector!\n";
-    testing::internal::CaptureStdout();
-    const Vector3 same = getNormalVector(Point3(2, 3, 4), Point3(2, 3, 4), Point3(2, 3, 4));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), warning + warning + warning);
-    EXPECT_EQ(same.x, 0.0);
-    EXPECT_EQ(same.y, 0.0);
-    EXPECT_EQ(same.z, 0.0);
-
-    // Only a truly zero vector lacks a direction: tiny and huge triangles have their normal.
-    testing::internal::CaptureStdout();
-    for (double scale : {0x1p-1074, 1e-300, 1e300, 0x1p1023}) {
-        const Vector3 scaledNormal = getNormalVector(Point3(0, 0, 0), Point3(scale, 0, 0), Point3(0, scale, 0));
-        EXPECT_EQ(scaledNormal.x, 0.0);
-        EXPECT_EQ(scaledNormal.y, 0.0);
-        EXPECT_EQ(scaledNormal.z, 1.0) << scale;
+    const struct {
+        Point3 a, b, c;
+        double z;
+        int numWarnings;
+    } cases[] = {{Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), 1.0, 0},
+                 {Point3(0, 0, 0), Point3(0x1p-1074, 0, 0), Point3(0, 0x1p-1074, 0), 1.0, 0},
+                 {Point3(0, 0, 0), Point3(1e-300, 0, 0), Point3(0, 1e-300, 0), 1.0, 0},
+                 {Point3(0, 0, 0), Point3(0x1p1023, 0, 0), Point3(0, 0x1p1023, 0), 1.0, 0},
+                 {Point3(2, 3, 4), Point3(2, 3, 4), Point3(2, 3, 4), 0.0, 3},
+                 {Point3(0, 0, 0), Point3(1, 1, 1), Point3(2, 2, 2), 0.0, 1}};
+    for (const auto& c : cases) {
+        testing::internal::CaptureStdout();
+        const Vector3 n = getNormalVector(c.a, c.b, c.c);
+        const std::string console = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), c.numWarnings) << c.b.x();
+        EXPECT_EQ(std::make_tuple(n.x, n.y, n.z), std::make_tuple(0.0, 0.0, c.z)) << c.b.x();
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-
-    testing::internal::CaptureStdout();
-    const Vector3 collinear = getNormalVector(Point3(0, 0, 0), Point3(1, 1, 1), Point3(2, 2, 2));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), warning);
-    EXPECT_EQ(collinear.x, 0.0);
-    EXPECT_EQ(collinear.y, 0.0);
-    EXPECT_EQ(collinear.z, 0.0);
 }
 
 TEST(ExactOracle, AgreesWithHandComputedCases)
