@@ -368,32 +368,6 @@ TEST(ExactOracle, AgreesWithHandComputedCases)
     EXPECT_EQ(exactLiftedSign(p1, p0, p2, p3, centroid), 1);
 }
 
-TEST(ExactStages, CosphericalInputGivesExactlyZeroFromTheAdaptiveStage)
-{
-    const GeomTest3 g;
-    // (1,4,8), (4,4,7), (9,0,0), (0,9,0) and (8,1,4) all lie on the sphere of radius 9.
-    const Point3 a(1, 4, 8), b(4, 4, 7), c(9, 0, 0), d(0, 9, 0), e(8, 1, 4);
-    // Any upper bound of the filter's permanent is a valid one: 72 * 18^5 bounds it here.
-    EXPECT_EQ(g.insphereAdapt(&a, &b, &c, &d, &e, 1e12), 2);
-    EXPECT_EQ(g.insphereExact(&a, &b, &c, &d, &e), 2);
-}
-
-TEST(ExactStages, LatticeInputNeverNeedsTheTailStages)
-{
-    const long long tailStagesBefore = stageCount(ORIENT_STAGE_C) + stageCount(ORIENT_STAGE_D) +
-                                       stageCount(SPHERE_STAGE_C) + stageCount(SPHERE_EXACT);
-    const long long exactDifferencesBefore = stageCount(ORIENT_EXACT_DIFFERENCES) + stageCount(SPHERE_EXACT_DIFFERENCES);
-    OracleComparison comparison;
-    for (int i = 0; i < 2000; ++i) {
-        Quintuple p = i % 2 == 0 ? cosphericalLattice() : coplanarLattice();
-        comparison.check(p);
-    }
-    EXPECT_EQ(comparison.disagreements(), 0);
-    EXPECT_GT(stageCount(ORIENT_EXACT_DIFFERENCES) + stageCount(SPHERE_EXACT_DIFFERENCES), exactDifferencesBefore);
-    EXPECT_EQ(stageCount(ORIENT_STAGE_C) + stageCount(ORIENT_STAGE_D) + stageCount(SPHERE_STAGE_C) + stageCount(SPHERE_EXACT),
-              tailStagesBefore);
-}
-
 TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
 {
     const int numCases = casesPerFamily();
@@ -413,40 +387,6 @@ TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
     std::cout << std::endl;
     EXPECT_EQ(comparison.disagreements(), 0);
     for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(stageCount(static_cast<PredicateStage>(s)), 0) << "stage " << s;
-}
-
-// The double-double route may decline (0), but a sign it gives must be the exact one; on rounded
-// sphere points it must settle nearly every case, on exact ties and outside its range none.
-TEST(ExactStages, DoubleDoubleRouteGivesExactSignsOrNone)
-{
-    const GeomTest3 g;
-    // Any upper bound of the filter's permanent is a valid argument.
-    auto permanentBound = [](const Quintuple& q) {
-        double maxDifference[3] = {0, 0, 0}, maxLift = 0;
-        for (int i = 0; i < 4; ++i) {
-            const double difference[3] = {q[i].x() - q[4].x(), q[i].y() - q[4].y(), q[i].z() - q[4].z()};
-            for (int axis = 0; axis < 3; ++axis) maxDifference[axis] = std::max(maxDifference[axis], std::fabs(difference[axis]));
-            maxLift = std::max(maxLift, difference[0] * difference[0] + difference[1] * difference[1] + difference[2] * difference[2]);
-        }
-        return 25.0 * maxDifference[0] * maxDifference[1] * maxDifference[2] * maxLift;
-    };
-    int numDecided = 0, numDeclined = 0;
-    for (int i = 0; i < 3000; ++i) {
-        Quintuple q = roundedSphere();
-        q[4] = nudgedPoint(q[4], 0, i % 4);
-        const int sign = g.insphereDoubleDouble(&q[0], &q[1], &q[2], &q[3], &q[4], permanentBound(q));
-        (sign == 0 ? numDeclined : numDecided)++;
-        if (sign != 0) ASSERT_EQ(sign, exactLiftedSign(q[0], q[1], q[2], q[3], q[4])) << i;
-    }
-    EXPECT_GT(numDecided, 20 * numDeclined);
-    for (int i = 0; i < 200; ++i) {
-        const Quintuple tie = cosphericalLattice();
-        for (double scale : {1.0, 0x1p-100, 0x1p100, 0x1p-160, 0x1p160}) {
-            Quintuple q;
-            for (int k = 0; k < 5; ++k) q[k] = Point3(tie[k].x() * scale, tie[k].y() * scale, tie[k].z() * scale);
-            EXPECT_EQ(g.insphereDoubleDouble(&q[0], &q[1], &q[2], &q[3], &q[4], permanentBound(q)), 0) << scale;
-        }
-    }
 }
 
 TEST(ExactStages, LatticeShortcutLimits)
