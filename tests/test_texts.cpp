@@ -125,6 +125,12 @@ const std::vector<TextCase>& textCases()
              flat.debug();
          },
          MESSAGE_DUMP, "Point3: 1.5,-2,3\nBbox3: (-0.5,-1,0) -> (10.5,21,0)\n", false},
+        {"a triangle asked for a stranger's index",
+         [] {
+             Point3 a(0, 0, 0), stranger(1, 1, 1);
+             Triangle3(&a, &a, &a).getIntraTriangleIndex(&stranger);
+         },
+         MESSAGE_ERROR, "Triangle3::getIntraTriangleIndex(): invalid (p)\n", false},
         {"empty random interval", [] { std::vector<double> v; generateRandomNumbers(5, 1.0, 1.0, v, 4); }, MESSAGE_ERROR,
          "\n      Vesk, , ERROR: Condition [ min<max failed ]\n", true},
     };
