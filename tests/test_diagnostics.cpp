@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <memory>
-#include <random>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -17,25 +17,13 @@
 
 #include "ExactOracle.h"
 #include "InputFamilies.h"
+#include "MeshChecker.h"
 #include "WorkDir.h"
 
 using namespace VESK3D;
 using namespace VeskTest;
 
 namespace {
-
-using Tets = std::vector<Tet3*>;
-
-// Coordinates k/1000 with k < 100000 have at most six significant digits, so they survive the
-// scene writer's default number format exactly.
-Points sixDigitPoints(int n, unsigned seed)
-{
-    std::mt19937 rng(seed);
-    std::uniform_int_distribution<int> k(0, 99999);
-    Points v;
-    for (int i = 0; i < n; ++i) v.emplace_back(k(rng) / 1000.0, k(rng) / 1000.0, k(rng) / 1000.0);
-    return v;
-}
 
 std::unique_ptr<Vesk_3D> triangulate(std::vector<Point3> vPoints)
 {
@@ -44,23 +32,6 @@ std::unique_ptr<Vesk_3D> triangulate(std::vector<Point3> vPoints)
     dt->insert(vPoints);
     testing::internal::GetCapturedStdout();
     return dt;
-}
-
-Tets tetsOf(const Vesk_3D& dt)
-{
-    Tets v;
-    testing::internal::CaptureStdout();
-    dt.getTetrahedra(v);
-    testing::internal::GetCapturedStdout();
-    return v;
-}
-
-int rotationCursor()
-{
-    const std::string current = Visualizer3::getColor();
-    for (int i = 0; i < Visualizer3::NUM_ROTATION_COLORS; ++i)
-        if (current == Visualizer3::colorArray[i]) return i;
-    return -1;
 }
 
 struct CheckRun {
@@ -79,26 +50,18 @@ CheckRun runCheck(const Vesk_3D& dt, const std::string& label, bool checkSphereI
     return run;
 }
 
-std::string addressText(const void* p)
+template <typename T>
+std::string streamed(const T& value)
 {
     std::ostringstream os;
-    os << p;
-    return os.str();
-}
-
-std::string dumpOf(const Tet3& tet)
-{
-    std::ostringstream os;
-    os << tet;
+    os << value;
     return os.str();
 }
 
 // The vertex as the reports show it: address, "=", then the point's own dump.
-std::string dumpOf(const Point3& p)
+std::string vertexText(const Point3& p)
 {
-    std::ostringstream os;
-    os << p;
-    return addressText(&p) + "=" + os.str();
+    return streamed(&p) + "=" + streamed(p);
 }
 
 std::string header(const std::string& label, size_t numTets, bool checkSphereInclusion)
@@ -112,6 +75,27 @@ std::string header(const std::string& label, size_t numTets, bool checkSphereInc
 std::string closingLine(const std::string& label)
 {
     return "** CheckValidity at (" + label + ") has been finished, seems OK\n\n";
+}
+
+// Where the process-wide colour cursor stands.
+int rotationCursor()
+{
+    const std::string current = Visualizer3::getColor();
+    for (int i = 0; i < Visualizer3::NUM_ROTATION_COLORS; ++i)
+        if (current == Visualizer3::colorArray[i]) return i;
+    return -1;
+}
+
+std::string banner(const std::string& message)
+{
+    const std::string rule(message.size() + 36, '*');
+    return "\n\n" + rule + "\n" + rule + "\n" + std::string(16, ' ') + message + "\n" + rule + "\n" + rule + "\n";
+}
+
+std::string showLines(size_t numTets, const std::string& fileName)
+{
+    return "  Dt3::show(): vTets.size()=" + std::to_string(numTets) + "\nVisualizer, writing " + fileName + "\n  Writing " +
+           fileName + "\n";
 }
 
 // The first defect in the checker's order, decided exactly. The vertex tested across facet i of t
@@ -152,11 +136,6 @@ Defect firstDefect(const Tets& vTets, bool checkSphereInclusion)
     return {};
 }
 
-bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 // The dump files written so far in the working directory, with their five-digit numbers checked.
 std::vector<std::string> dumpFiles(const TempWorkDir& dir, const std::string& suffix)
 {
@@ -186,97 +165,81 @@ void expectShowScene(const std::string& text, const Tets& vTets, const Point3* p
 void expectNegativeSideReport(const CheckRun& run, const TempWorkDir& dir, const Vesk_3D& dt, const Defect& expected)
 {
     EXPECT_FALSE(run.verdict);
-    const Tets vTets = tetsOf(dt);
+    const Tets vTets = allTetrahedra(dt);
     const std::string message = "ERROR: checkValidity at [" + run.label + "]";
-    const std::string rule(message.size() + 36, '*');
-    const std::string report = header(run.label, vTets.size(), run.checkSphereInclusion) + "\n\n" + rule + "\n" + rule +
-                               "\n" + std::string(16, ' ') + message + "\n" + rule + "\n" + rule + "\n" +
-                               "Dt3::checkValidity, HUH, vertex " + addressText(expected.vertex) +
-                               " should be on the negative side, tet=\n" + dumpOf(*expected.tet) + "oppIndex=" +
-                               std::to_string(expected.facet) + ", Vertex=" + dumpOf(*expected.vertex) +
+    const std::string report = header(run.label, vTets.size(), run.checkSphereInclusion) + banner(message) +
+                               "Dt3::checkValidity, HUH, vertex " + streamed(expected.vertex) +
+                               " should be on the negative side, tet=\n" + streamed(*expected.tet) + "oppIndex=" +
+                               std::to_string(expected.facet) + ", Vertex=" + vertexText(*expected.vertex) +
                                "\ncheckValidity: " + (expected.side > 0 ? "positive" : "coplanar") + "\n";
     EXPECT_EQ(run.console.substr(0, report.size()), report);
 
     const std::vector<std::string> vFiles = dumpFiles(dir, "negSideBug\\.list");
     ASSERT_EQ(vFiles.size(), 1u);
-    EXPECT_EQ(run.console.substr(report.size()), "  Dt3::show(): vTets.size()=" + std::to_string(vTets.size()) +
-                                                      "\nVisualizer, writing " + vFiles[0] + "\n  Writing " + vFiles[0] +
-                                                      "\n");
+    EXPECT_EQ(run.console.substr(report.size()), showLines(vTets.size(), vFiles[0]));
     expectShowScene(readFile(vFiles[0]), vTets, expected.vertex);
 }
 
-// Swaps the two corners that follow the first facet of pTet having a neighbour. Both lie on that
-// facet, which now faces the wrong way; a second call undoes the first. Returns the facet.
-int flipFirstInnerFacet(Tet3* pTet)
+// Swaps the two corners that follow the first inner facet of the first listed tetrahedron: that
+// facet now faces the wrong way, and the neighbour's vertex lies strictly on the positive side.
+std::function<void()> swapCorners(const Tets& vTets)
 {
+    Tet3* pTet = vTets[0];
     int facet = 0;
     while (pTet->getOppTet(facet) == nullptr) ++facet;
-    const int a = (facet + 1) % 4, b = (facet + 2) % 4;
-    Point3* pA = pTet->getCorner(a);
-    pTet->setCorner(a, pTet->getCorner(b));
-    pTet->setCorner(b, pA);
-    return facet;
+    return [pTet, facet] {
+        const int a = (facet + 1) % 4, b = (facet + 2) % 4;
+        Point3* pA = pTet->getCorner(a);
+        pTet->setCorner(a, pTet->getCorner(b));
+        pTet->setCorner(b, pA);
+    };
 }
 
-// The first tetrahedron the check visits is flipped, so the report must be about it and its first
-// inner facet, with the neighbour's vertex strictly on the positive side.
-TEST(CorruptedMesh, SwappedCornersPutTheNeighbourOnThePositiveSide)
+// Exchanges the neighbours 0 and 1 of a tetrahedron A: every link stays mutual, but neighbour 0
+// now finds corner 1 of A, a corner of their common facet: coplanar. A is taken late in the
+// visiting order so that its neighbours report first.
+std::function<void()> exchangeNeighbours(const Tets& vTets)
 {
-    for (const auto& input : {sixDigitPoints(300, 1), integerGrid(5, 2)}) {
-        TempWorkDir dir;
-        auto dt = triangulate(input);
-        const Tets vTets = tetsOf(*dt);
-        ASSERT_EQ(firstDefect(vTets, true).kind, Defect::NONE);
-        const int facet = flipFirstInnerFacet(vTets[0]);
-
-        const Defect expected = firstDefect(vTets, true);
-        ASSERT_EQ(expected.kind, Defect::NEGATIVE_SIDE);
-        ASSERT_EQ(expected.tet, vTets[0]);
-        ASSERT_EQ(expected.facet, facet);
-        ASSERT_EQ(expected.side, 1);
-        expectNegativeSideReport(runCheck(*dt, "swapped", true), dir, *dt, expected);
-
-        flipFirstInnerFacet(vTets[0]);
-        EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
+    const auto position = [&](const Tet3* t) { return std::find(vTets.begin(), vTets.end(), t) - vTets.begin(); };
+    for (Tet3* t : vTets) {
+        const Tet3* pN0 = t->getOppTet(0);
+        const Tet3* pN1 = t->getOppTet(1);
+        if (pN0 != nullptr && pN1 != nullptr && position(t) > std::max(position(pN0), position(pN1)))
+            return [t] {
+                Tet3* pN0 = t->getOppTet(0);
+                t->setOppTet(0, t->getOppTet(1));
+                t->setOppTet(1, pN0);
+            };
     }
+    return [] {};
 }
 
-// Exchanging the neighbours 0 and 1 of a tetrahedron A keeps every link mutual, but neighbour 0 now
-// finds corner 1 of A, a corner of their common facet: coplanar. A is taken late in the visiting
-// order so that its neighbours report first.
-TEST(CorruptedMesh, ExchangedNeighboursSeeACoplanarVertex)
+// Each corruption undoes itself when applied again; the report must name the first defect in the
+// check's order, which the exact oracle decides.
+TEST(CorruptedMesh, AVertexOnTheWrongSideIsReportedWithItsTetrahedron)
 {
-    for (const auto& input : {sixDigitPoints(300, 3), integerGrid(5, 4), pythagoreanSphere(15, 9)}) {
-        TempWorkDir dir;
-        auto dt = triangulate(input);
-        const Tets vTets = tetsOf(*dt);
-        const auto position = [&](const Tet3* t) { return std::find(vTets.begin(), vTets.end(), t) - vTets.begin(); };
-        Tet3* pTet = nullptr;
-        for (Tet3* t : vTets) {
-            const Tet3* pN0 = t->getOppTet(0);
-            const Tet3* pN1 = t->getOppTet(1);
-            if (pN0 != nullptr && pN1 != nullptr && position(t) > std::max(position(pN0), position(pN1))) {
-                pTet = t;
-                break;
-            }
+    const struct {
+        std::function<std::function<void()>(const Tets&)> corruption;
+        std::vector<Points> inputs;
+        int side;
+        bool checkSphereInclusion;
+    } cases[] = {{swapCorners, {uniformCube(300, 1), integerGrid(5, 2)}, 1, true},
+                 {exchangeNeighbours, {uniformCube(300, 3), integerGrid(5, 4), pythagoreanSphere(15, 9)}, 0, false}};
+    for (const auto& c : cases)
+        for (const Points& input : c.inputs) {
+            TempWorkDir dir;
+            auto dt = triangulate(input);
+            const Tets vTets = allTetrahedra(*dt);
+            ASSERT_EQ(firstDefect(vTets, true).kind, Defect::NONE);
+            const std::function<void()> corrupt = c.corruption(vTets);
+            corrupt();
+            const Defect expected = firstDefect(vTets, true);
+            ASSERT_EQ(expected.kind, Defect::NEGATIVE_SIDE);
+            ASSERT_EQ(expected.side, c.side);
+            expectNegativeSideReport(runCheck(*dt, "corrupted", c.checkSphereInclusion), dir, *dt, expected);
+            corrupt();
+            EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
         }
-        ASSERT_NE(pTet, nullptr);
-        Tet3* pN0 = pTet->getOppTet(0);
-        Tet3* pN1 = pTet->getOppTet(1);
-        pTet->setOppTet(0, pN1);
-        pTet->setOppTet(1, pN0);
-
-        const Defect expected = firstDefect(vTets, true);
-        ASSERT_EQ(expected.kind, Defect::NEGATIVE_SIDE);
-        ASSERT_TRUE(expected.tet == pN0 || expected.tet == pN1);
-        ASSERT_EQ(expected.side, 0);
-        ASSERT_TRUE(pTet->hasVertex(expected.vertex));
-        expectNegativeSideReport(runCheck(*dt, "relinked", false), dir, *dt, expected);
-
-        pTet->setOppTet(0, pN0);
-        pTet->setOppTet(1, pN1);
-        EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
-    }
 }
 
 double distance(const Point3& p, const Point3& q)
@@ -315,10 +278,10 @@ Move breakOneSphere(const Tets& vTets)
 
 TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
 {
-    for (const auto& input : {sixDigitPoints(200, 5), integerGrid(4, 6)}) {
+    for (const auto& input : {uniformCube(200, 5), integerGrid(4, 6)}) {
         TempWorkDir dir;
         auto dt = triangulate(input);
-        const Tets vTets = tetsOf(*dt);
+        const Tets vTets = allTetrahedra(*dt);
         const Move move = breakOneSphere(vTets);
         ASSERT_NE(move.pVertex, nullptr);
         const Defect expected = firstDefect(vTets, true);
@@ -332,14 +295,10 @@ TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
         EXPECT_FALSE(run.verdict);
         const std::vector<std::string> vFiles = dumpFiles(dir, "sphereIncBug\\.list");
         ASSERT_EQ(vFiles.size(), 1u);
-        const std::string message = "checkValidity: ERROR ERROR ERROR";
-        const std::string rule(message.size() + 36, '*');
-        EXPECT_EQ(run.console, header("moved", vTets.size(), true) + "\n\n" + rule + "\n" + rule + "\n" +
-                                   std::string(16, ' ') + message + "\n" + rule + "\n" + rule + "\n" +
-                                   "Dt3::checkValidity, HUH - sphereIncTest failed: \n" + dumpOf(*expected.tet) +
-                                   ", Vertex=" + dumpOf(*expected.vertex) + "\nVisualizer, writing " + vFiles[0] +
+        EXPECT_EQ(run.console, header("moved", vTets.size(), true) + banner("checkValidity: ERROR ERROR ERROR") +
+                                   "Dt3::checkValidity, HUH - sphereIncTest failed: \n" + streamed(*expected.tet) +
+                                   ", Vertex=" + vertexText(*expected.vertex) + "\nVisualizer, writing " + vFiles[0] +
                                    "\n  Writing " + vFiles[0] + "\n");
-
         const std::string scene = readFile(vFiles[0]);
         EXPECT_EQ(occurrences(scene, "OFF\n"), 4u);
         EXPECT_EQ(occurrences(scene, "SPHERE "), 1u);
@@ -352,13 +311,13 @@ TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
 TEST(CorruptedMesh, AVisitedMarkLeftOnATetrahedronThrows)
 {
     TempWorkDir dir;
-    auto dt = triangulate(sixDigitPoints(200, 7));
-    const Tets vTets = tetsOf(*dt);
+    auto dt = triangulate(uniformCube(200, 7));
+    const Tets vTets = allTetrahedra(*dt);
     Tet3* pTet = vTets[vTets.size() / 2];
     pTet->hasBeenVisited = true;
     // The listing may leave the marked tetrahedron out; the check must find it all the same.
-    const size_t numListed = tetsOf(*dt).size();
-    const std::string dump = dumpOf(*pTet);
+    const size_t numListed = allTetrahedra(*dt).size();
+    const std::string dump = streamed(*pTet);
     testing::internal::CaptureStdout();
     EXPECT_THROW(dt->checkValidity("visited", true), VeskException);
     const std::string console = testing::internal::GetCapturedStdout();
@@ -381,69 +340,42 @@ TEST(DumpFiles, AreNumberedFromZeroInEachProcess)
             bool bNumberedInOrder = false;
             {
                 TempWorkDir dir;
-                auto dt = triangulate(sixDigitPoints(50, 8));
-                flipFirstInnerFacet(tetsOf(*dt)[0]);
+                auto dt = triangulate(uniformCube(50, 8));
+                swapCorners(allTetrahedra(*dt))();
                 runCheck(*dt, "first", true);
                 runCheck(*dt, "second", true);
-                const std::vector<std::string> vNames = dir.fileNames();
-                bNumberedInOrder = vNames.size() == 2 && vNames[0] == "00000_negSideBug.list" &&
-                                   vNames[1] == "00001_negSideBug.list";
+                bNumberedInOrder = dir.fileNames() == (std::vector<std::string>{"00000_negSideBug.list", "00001_negSideBug.list"});
             }
             std::exit(bNumberedInOrder ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }
 
-TEST(CheckValidity, ValidMeshesPassWithAndWithoutTheSphereTest)
+// Every input family, flat and collinear ones included (nothing is checked before the first
+// tetrahedron), passes with and without the sphere test and leaves no file behind.
+TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
 {
-    const struct {
-        std::string name;
-        Points points;
-    } cases[] = {{"random", sixDigitPoints(500, 11)},
-                 {"grid", integerGrid(6, 12)},
-                 {"cospherical", pythagoreanSphere(15, 9)},
-                 {"coplanar base", coplanarPlusOne(150, 10)},
-                 {"random with duplicates", withDuplicates(sixDigitPoints(300, 13), 13, 0.3)},
-                 {"grid with duplicates", withDuplicates(integerGrid(4, 14), 14, 0.5)}};
     TempWorkDir dir;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        auto dt = triangulate(c.points);
-        const Tets vTets = tetsOf(*dt);
-        ASSERT_FALSE(vTets.empty());
+    for (const Family& family : allFamilies()) {
+        SCOPED_TRACE(family.name);
+        auto dt = triangulate(family.make(300, 11));
+        const Tets vTets = allTetrahedra(*dt);
         ASSERT_EQ(firstDefect(vTets, true).kind, Defect::NONE);
         for (bool bSphere : {true, false}) {
-            const CheckRun run = runCheck(*dt, c.name, bSphere);
+            const CheckRun run = runCheck(*dt, family.name, bSphere);
             EXPECT_TRUE(run.verdict);
-            EXPECT_EQ(run.console, header(c.name, vTets.size(), bSphere) + closingLine(c.name));
+            EXPECT_EQ(run.console, header(family.name, vTets.size(), bSphere) + closingLine(family.name));
         }
     }
     EXPECT_TRUE(dir.fileNames().empty());
 }
 
-TEST(CheckValidity, NothingIsCheckedBeforeTheFirstTetrahedron)
-{
-    Vesk_3D empty;
-    auto flat = triangulate(coplanarOnly(150, 10));
-    ASSERT_FALSE(flat->is3D());
-    for (const Vesk_3D* dt : {&empty, flat.get()}) {
-        const CheckRun run = runCheck(*dt, "flat", false);
-        EXPECT_TRUE(run.verdict);
-        EXPECT_EQ(run.console, header("flat", 0, false) + closingLine("flat"));
-    }
-}
-
 TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 {
-    Vesk_3D empty;
-    testing::internal::CaptureStdout();
-    empty.print("empty");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n\n**** Dt3::print(empty), numTets=0\n");
-
-    auto dt = triangulate(sixDigitPoints(40, 31));
-    const Tets vTets = tetsOf(*dt);
+    auto dt = triangulate(uniformCube(40, 31));
+    const Tets vTets = allTetrahedra(*dt);
     std::string expected = "\n\n**** Dt3::print(forty), numTets=" + std::to_string(vTets.size()) + "\n";
-    for (const Tet3* pTet : vTets) expected += dumpOf(*pTet) + "\n\n";
+    for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
     testing::internal::CaptureStdout();
     dt->print("forty");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
@@ -452,8 +384,8 @@ TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
 {
     TempWorkDir dir;
-    auto dt = triangulate(sixDigitPoints(30, 41));
-    const Tets vTets = tetsOf(*dt);
+    auto dt = triangulate(uniformCube(30, 41));
+    const Tets vTets = allTetrahedra(*dt);
     std::vector<Point3*> vVertices;
     dt->getVertices(vVertices);
     Point3* pMarked = vVertices[vVertices.size() / 2];
@@ -462,10 +394,7 @@ TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
     testing::internal::CaptureStdout();
     dt->show("marked.list", pMarked);
     dt->show("plain.list", nullptr);
-    const std::string n = std::to_string(vTets.size());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "  Dt3::show(): vTets.size()=" + n + "\nVisualizer, writing marked.list\n  Writing marked.list\n" +
-                  "  Dt3::show(): vTets.size()=" + n + "\nVisualizer, writing plain.list\n  Writing plain.list\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), showLines(vTets.size(), "marked.list") + showLines(vTets.size(), "plain.list"));
     expectShowScene(readFile("marked.list"), vTets, pMarked);
     expectShowScene(readFile("plain.list"), vTets, nullptr);
     // Each tetrahedron takes the next colour of the rotation.

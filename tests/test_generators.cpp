@@ -4,30 +4,23 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
+#include <utility>
+#include <vector>
 
 using namespace VESK3D;
 
-namespace {
-
-// The first outputs of the classic 15-bit linear congruential generator seeded with 1; with the
-// interval [0, 32768) every value is the raw output itself.
-TEST(RandomNumbers, SeededSequenceIsTheClassicGenerator)
+// The first outputs of the classic 15-bit linear congruential generator seeded with 1 (with the
+// interval [0, 32768) every value is the raw output); enough draws to hit both extreme outputs 0
+// and 32767, which map exactly onto min and min + range * 32767/32768.
+TEST(RandomNumbers, TheClassicGeneratorMappedOntoTheInterval)
 {
     std::vector<double> v;
     generateRandomNumbers(10, 0.0, 32768.0, v, 1);
     EXPECT_EQ(v, (std::vector<double>{41, 18467, 6334, 26500, 19169, 15724, 11478, 29358, 26962, 24464}));
-}
-
-// Enough draws to hit both extreme outputs 0 and 32767, which map exactly onto min and
-// min + range * 32767/32768.
-TEST(RandomNumbers, ValuesSpanTheStatedRange)
-{
-    std::vector<double> v;
+    v.clear();
     generateRandomNumbers(300000, 10.0, 14.0, v, 99);
     const auto [itMin, itMax] = std::minmax_element(v.begin(), v.end());
-    EXPECT_EQ(*itMin, 10.0);
-    EXPECT_EQ(*itMax, 10.0 + 4.0 * 32767.0 / 32768.0);
+    EXPECT_EQ(std::make_pair(*itMin, *itMax), std::make_pair(10.0, 10.0 + 4.0 * 32767.0 / 32768.0));
     for (double value : v)
         ASSERT_EQ(std::fmod((value - 10.0) * 8192.0, 1.0), 0.0) << "not on the 15-bit lattice: " << value;
 }
@@ -42,8 +35,8 @@ TEST(RandomNumbers, AppendsAndLeavesTheHostGeneratorAlone)
     std::vector<double> a{-7.0}, b, c;
     generateRandomNumbers(1000, -1.0, 3.0, a, 12345);
     generateRandomNumbers(1000, -1.0, 3.0, b, 12345);
-    EXPECT_EQ(std::vector<double>(a.begin() + 1, a.end()), b);
-    EXPECT_EQ(a.front(), -7.0);
+    b.insert(b.begin(), -7.0);
+    EXPECT_EQ(a, b);
     generateRandomNumbers(50, 0.0, 1.0, b, 0);
     generateRandomNumbers(50, 0.0, 1.0, c, 0);
     EXPECT_NE(std::vector<double>(b.end() - 50, b.end()), c);
@@ -62,26 +55,16 @@ TEST(RandomNumbers, AppendsAndLeavesTheHostGeneratorAlone)
 // The count is ceil(2n/3), and point k takes numbers 3k, 3k+1, 3k+2 of the same seeded sequence.
 TEST(RandomPoints, CountAndCoordinatesFollowTheNumberSequence)
 {
-    const std::pair<size_t, size_t> aCounts[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {10, 7}, {11, 8}, {300, 200}};
-    for (const auto& requestedExpected : aCounts) {
-        const size_t n = requestedExpected.first;
+    for (size_t n : {0, 1, 2, 3, 10, 11, 300}) {
         std::vector<Point3> vPoints{Point3(9, 9, 9)};
         generateRandomPoints(n, -5.0, 5.0, vPoints, 77);
-        ASSERT_EQ(vPoints.size(), 1 + requestedExpected.second) << "requested " << n;
-
+        ASSERT_EQ(vPoints.size(), 1 + (2 * n + 2) / 3) << "requested " << n;
         std::vector<double> vNumbers;
         generateRandomNumbers(3 * n, -5.0, 5.0, vNumbers, 77);
         for (size_t k = 1; k < vPoints.size(); ++k) {
             const Point3& p = vPoints[k];
             EXPECT_EQ(p, Point3(vNumbers[3 * k - 3], vNumbers[3 * k - 2], vNumbers[3 * k - 1]));
-            EXPECT_EQ(p.getCustomIndex(), -1);
-            EXPECT_EQ(p.getOneTet(), nullptr);
-            for (double coordinate : {p.x(), p.y(), p.z()}) {
-                EXPECT_GE(coordinate, -5.0);
-                EXPECT_LT(coordinate, 5.0);
-            }
+            EXPECT_EQ(std::make_pair(p.getCustomIndex(), p.getOneTet()), std::make_pair(-1, static_cast<Tet3*>(nullptr)));
         }
     }
 }
-
-} // namespace

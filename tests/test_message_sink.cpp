@@ -129,21 +129,18 @@ TEST_F(MessageSinkTest, HostSinkGetsExactlyTheDefaultOutputAndTheConsoleNothing)
     EXPECT_EQ(vLines.back().text, "      " + e.getFile() + ":" + std::to_string(e.getLine()));
     EXPECT_NE(e.getFile().find("Dt3.cpp"), std::string::npos);
     EXPECT_EQ(std::string(e.what()), VeskException().what());
-    EXPECT_EQ(VeskException().getCondition(), "");
-    EXPECT_EQ(VeskException().getLine(), 0);
 }
 
+// The line's text is in the text table; here, that the host sink receives it instead of the console.
 TEST_F(MessageSinkTest, StandardErrorLinesGoToTheSinkToo)
 {
-    Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), stranger(5, 5, 5);
-    const Triangle3 triangle(&a, &b, &c);
+    Point3 a(0, 0, 0), stranger(5, 5, 5);
     RecordingSink sink;
     sink.install();
     testing::internal::CaptureStderr();
-    triangle.getIntraTriangleIndex(&stranger);
+    Triangle3(&a, &a, &a).getIntraTriangleIndex(&stranger);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     ASSERT_EQ(sink.lines().size(), 1u);
-    EXPECT_EQ(sink.lines()[0].text, "Triangle3::getIntraTriangleIndex(): invalid (p)");
     EXPECT_EQ(sink.lines()[0].kind, MESSAGE_ERROR);
 }
 

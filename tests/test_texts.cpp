@@ -111,6 +111,26 @@ const std::vector<TextCase>& textCases()
          MESSAGE_WARNING, "\n      Dt3::insert(), WARNING: vUserHandles is not empty as it should be\nnumPoints=1\n", false},
         {"non-finite point", [] { Vesk_3D dt; Point3 p(0, HUGE_VAL, 0); dt.insert(p); }, MESSAGE_ERROR,
          "\n      Vesk, , ERROR: Condition [ hasFiniteCoordinates(p) failed ]\n", true},
+        {"validity check before the first tetrahedron", [] { Vesk_3D().checkValidity("flat", false); }, MESSAGE_INFO,
+         "\n\n** CheckValidity at [ flat]: Number of tetrahedra: 0\n   with --checkvisited\n   without --checkSphereInc\n"
+         "   vTets.size()=0\n** CheckValidity at (flat) has been finished, seems OK\n\n", false},
+        {"print of an empty engine", [] { Vesk_3D().print("empty"); }, MESSAGE_DUMP, "\n\n**** Dt3::print(empty), numTets=0\n", false},
+        {"zero vector normalized", [] { Vector3(0, 0, 0).normalize(); }, MESSAGE_WARNING,
+         "warning: normalize(const Vector3& other), Null length vector!\n", false},
+        {"point and enlarged box dumps",
+         [] {
+             Point3(1.5, -2, 3).debug();
+             Bbox3 flat(std::vector<Point3>{Point3(0, 0, 0), Point3(10, 20, 0)});
+             flat.enlargeBounds(0.1);
+             flat.debug();
+         },
+         MESSAGE_DUMP, "Point3: 1.5,-2,3\nBbox3: (-0.5,-1,0) -> (10.5,21,0)\n", false},
+        {"a triangle asked for a stranger's index",
+         [] {
+             Point3 a(0, 0, 0), stranger(1, 1, 1);
+             Triangle3(&a, &a, &a).getIntraTriangleIndex(&stranger);
+         },
+         MESSAGE_ERROR, "Triangle3::getIntraTriangleIndex(): invalid (p)\n", false},
         {"empty random interval", [] { std::vector<double> v; generateRandomNumbers(5, 1.0, 1.0, v, 4); }, MESSAGE_ERROR,
          "\n      Vesk, , ERROR: Condition [ min<max failed ]\n", true},
     };

@@ -189,32 +189,26 @@ def test_bad_arguments_leave_the_object_usable_and_close_frees_it():
         tri.neighbors
 
 
-def test_worker_threads_give_the_scipy_mesh_and_one_listing_for_every_count():
+def test_worker_threads_and_caller_threads_give_the_single_thread_results():
     points = random_points("clusters", 40000, seed=13)
     tri = vesk3d.Delaunay(points, threads=2)
     assert_same_mesh_as_scipy(tri, ScipyDelaunay(points))
     for threads in (3, 4):
         assert_array_equal(vesk3d.Delaunay(points, threads=threads).simplices, tri.simplices)
 
-
-def test_two_threads_give_the_single_thread_results():
+    # Two engines built and queried in two threads at once, and one engine queried from both.
     inputs = [random_points("uniform", 30000, seed) for seed in (10, 11)]
     queries = np.random.default_rng(12).random((2, 30000, 3))
     single = [vesk3d.Delaunay(points) for points in inputs]
-
-    def triangulate_and_locate(points, xi):
-        tri = vesk3d.Delaunay(points)
-        return tri.simplices, tri.neighbors, tri.find_simplex(xi)
-
     with ThreadPoolExecutor(2) as pool:
-        results = list(pool.map(triangulate_and_locate, inputs, queries))
+        built = list(pool.map(vesk3d.Delaunay, inputs))
+        own = list(pool.map(lambda tri, xi: tri.find_simplex(xi), built, queries))
         shared = list(pool.map(single[0].find_simplex, queries))
-    for tri, xi, (simplices, neighbors, found) in zip(single, queries, results):
-        assert_array_equal(simplices, tri.simplices)
-        assert_array_equal(neighbors, tri.neighbors)
+    for tri, mine, xi, found, found_shared in zip(single, built, queries, own, shared):
+        assert_array_equal(mine.simplices, tri.simplices)
+        assert_array_equal(mine.neighbors, tri.neighbors)
         assert_array_equal(found, tri.find_simplex(xi))
-    for xi, found in zip(queries, shared):
-        assert_array_equal(found, single[0].find_simplex(xi))
+        assert_array_equal(found_shared, single[0].find_simplex(xi))
 
 
 def test_library_messages_go_to_logging_not_stdout(capfd, caplog):

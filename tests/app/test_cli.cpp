@@ -60,6 +60,20 @@ long long summaryNumber(const std::string& out, const std::string& label)
     return -1;
 }
 
+// Every line of the summary of a run with --check and -o, in order, and nothing after it.
+void expectSummaryOnly(const std::string& out)
+{
+    std::istringstream lines(out);
+    std::string line;
+    for (const char* label : {"input", "points read", "distinct vertices", "duplicates merged", "tetrahedra", "hull facets",
+                              "threads", "check", "output", "time read", "time triangulate", "time check", "time write"}) {
+        ASSERT_TRUE(std::getline(lines, line)) << "missing " << label;
+        EXPECT_EQ(line.substr(0, 20), label + std::string(20 - std::strlen(label), ' '));
+        EXPECT_GT(line.size(), 20u);
+    }
+    EXPECT_FALSE(std::getline(lines, line)) << "after the summary: " << line;
+}
+
 using Coordinates = std::tuple<double, double, double>;
 
 // The points of a TetGen .node file, parsed here independently of the command's readers.
@@ -113,8 +127,9 @@ const std::string previousOutput = "output of an earlier run\n";
 
 struct BadInput {
     std::string fileName;
-    std::string content;
+    std::string content; // written before the run unless empty
     std::string message;  // expected on standard error after "vesk3d: error: "
+    std::string output = "out.vtk";
 };
 
 class CliTest : public testing::Test {
@@ -164,8 +179,16 @@ protected:
 
 } // namespace
 
-TEST_F(CliTest, BadTextInputsNameFileLineAndFault)
+// Every fault names the file and where in it; the earlier output and the directory stay as they were.
+TEST_F(CliTest, BadInputsAndOutputsNameFilePositionAndFault)
 {
+    const std::string header4 = plyHeader("binary_little_endian", 4, "double");
+    const std::vector<double> vCorners = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
+    std::vector<double> vWithNan = vCorners;
+    vWithNan[4] = std::numeric_limits<double>::quiet_NaN();
+    const std::string full = header4 + plyDoubles(vCorners);
+    const std::string truncated = full.substr(0, full.size() - 12);
+    const size_t h = header4.size();
     const std::vector<BadInput> vCases = {
         {"bad.xyz", "1 2 3\n\n# comment\n4 x5 6\n", "bad.xyz:4: malformed number 'x5' in column 2"},
         {"few.xyz", "1 2 3\n1 2\n", "few.xyz:2: expected at least 3 values, found 2"},
@@ -183,30 +206,8 @@ TEST_F(CliTest, BadTextInputsNameFileLineAndFault)
         {"flat.xyz", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n", "flat.xyz: no tetrahedron"},
         {"twice.xyz", "0 0 0\n0 0 0\n1 1 1\n1 1 1\n", "twice.xyz: no tetrahedron"},
         {"missing.xyz", "", "missing.xyz: cannot open: No such file or directory"},
-    };
-    for (const BadInput& bad : vCases) {
-        SCOPED_TRACE(bad.fileName);
-        put("out.vtk", previousOutput);
-        if (bad.fileName != "missing.xyz") put(bad.fileName, bad.content);
-        const std::set<std::string> before = listing();
-        expectRejected(run({bad.fileName, "-o", "out.vtk"}), bad.message, before);
-        fs::remove(work / bad.fileName);
-    }
-}
-
-TEST_F(CliTest, BadPlyInputsNameLineOrByteOffset)
-{
-    const std::string header4 = plyHeader("binary_little_endian", 4, "double");
-    const std::vector<double> vCorners = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
-    std::vector<double> vWithNan = vCorners;
-    vWithNan[4] = std::numeric_limits<double>::quiet_NaN();
-    const std::string full = header4 + plyDoubles(vCorners);
-    const std::string truncated = full.substr(0, full.size() - 12);
-    const size_t h = header4.size();
-    const std::vector<BadInput> vCases = {
         {"trunc.ply", truncated,
-         "trunc.ply: byte " + std::to_string(truncated.size()) +
-             ": the file ends inside vertex record 3 of the 4 that the header declares"},
+         "trunc.ply: byte " + std::to_string(truncated.size()) + ": the file ends inside vertex record 3 of the 4 that the header declares"},
         {"nanbin.ply", header4 + plyDoubles(vWithNan),
          "nanbin.ply: byte " + std::to_string(h + 24) + ": vertex 1 has a coordinate that is not a finite number"},
         {"extra.ply", full + "trail", "extra.ply: byte " + std::to_string(h + 96) + ": 5 bytes follow the last record"},
@@ -218,33 +219,24 @@ TEST_F(CliTest, BadPlyInputsNameLineOrByteOffset)
         {"notply.ply", "plx\nformat ascii 1.0\n", "notply.ply:1: not a PLY file"},
         {"noz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n0 0\n",
          "noz.ply:1: the vertex element has no property z"},
-        {"badtype.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty real x\nend_header\n",
-         "badtype.ply:4: unknown property type 'real'"},
+        {"badtype.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty real x\nend_header\n", "badtype.ply:4: unknown property type 'real'"},
         {"noend.ply", "ply\nformat ascii 1.0\nelement vertex 0\n", "noend.ply:3: the header has no end_header line"},
+        {"dir.xyz", "", "dir.xyz: cannot read: Is a directory"},
+        {"ok.xyz", "", "nodir/out.vtk: cannot create a file in nodir: No such file or directory", "nodir/out.vtk"},
+        // The mesh is complete before the rename fails: the temporary file must still go.
+        {"ok.xyz", "", "taken.vtk: cannot replace: Is a directory", "taken.vtk"},
     };
-    for (const BadInput& bad : vCases) {
-        SCOPED_TRACE(bad.fileName);
-        put("out.vtk", previousOutput);
-        put(bad.fileName, bad.content);
-        const std::set<std::string> before = listing();
-        expectRejected(run({bad.fileName, "-o", "out.vtk"}), bad.message, before);
-        fs::remove(work / bad.fileName);
-    }
-}
-
-TEST_F(CliTest, UnreadableInputAndUnwritableOutputKeepEarlierFiles)
-{
     put("out.vtk", previousOutput);
     put("ok.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n");
     fs::create_directory(work / "dir.xyz");
     fs::create_directory(work / "taken.vtk");
-    const std::set<std::string> before = listing();
-
-    expectRejected(run({"dir.xyz", "-o", "out.vtk"}), "dir.xyz: cannot read: Is a directory", before);
-    expectRejected(run({"ok.xyz", "-o", "nodir/out.vtk"}),
-                   "nodir/out.vtk: cannot create a file in nodir: No such file or directory", before);
-    // The mesh is complete before the rename fails: the temporary file must still go.
-    expectRejected(run({"ok.xyz", "-o", "taken.vtk"}), "taken.vtk: cannot replace: Is a directory", before);
+    for (const BadInput& bad : vCases) {
+        SCOPED_TRACE(bad.fileName);
+        if (!bad.content.empty()) put(bad.fileName, bad.content);
+        const std::set<std::string> before = listing();
+        expectRejected(run({bad.fileName, "-o", bad.output}), bad.message, before);
+        if (!bad.content.empty()) fs::remove(work / bad.fileName);
+    }
 }
 
 TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
@@ -280,65 +272,43 @@ TEST_F(CliTest, CommandLineMistakesExitWithUsageStatus)
     EXPECT_NE(help.out.find("Usage: vesk3d"), std::string::npos);
 }
 
-TEST_F(CliTest, SummaryCountsReadPointsDuplicatesTetrahedraAndHullFacets)
+// Standard output is the summary and nothing else; the library's lines go to standard error, and
+// only with -v or when the run fails; -q silences both but not the error.
+TEST_F(CliTest, SummaryCountsAndWhereEachLineGoes)
 {
     // The five corners, two of them repeated, with the decorations that point files carry.
     put("points.xyz", "# five corners\n0 0 0 7\n1 0 0 7\n\n0 1 0\n0 0 1\n2 2 2 9 9\n1 0 0\n0 0 0  # again\n");
-    put("out.vtk", previousOutput);
-    const CliResult result = run({"points.xyz", "-o", "out.vtk"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(summaryNumber(result.out, "points read"), 7);
-    EXPECT_EQ(summaryNumber(result.out, "distinct vertices"), 5);
-    EXPECT_EQ(summaryNumber(result.out, "duplicates merged"), 2);
-    EXPECT_EQ(summaryNumber(result.out, "tetrahedra"), 2);
-    EXPECT_EQ(summaryNumber(result.out, "hull facets"), 6);
-    for (const char* phase : {"time read", "time triangulate", "time write"})
-        EXPECT_NE(result.out.find(phase), std::string::npos) << phase;
+    const CliResult plain = run({"points.xyz", "--check", "-o", "out.vtk"});
+    ASSERT_EQ(plain.status, 0) << plain.err;
+    EXPECT_EQ(plain.err, "");
+    expectSummaryOnly(plain.out);
+    const std::pair<const char*, long long> aCounts[] = {
+        {"points read", 7}, {"distinct vertices", 5}, {"duplicates merged", 2}, {"tetrahedra", 2}, {"hull facets", 6}};
+    for (const auto& [label, count] : aCounts) EXPECT_EQ(summaryNumber(plain.out, label), count) << label;
+    EXPECT_NE(plain.out.find("check               passed"), std::string::npos) << plain.out;
     EXPECT_EQ(get("out.vtk").rfind("# vtk DataFile Version", 0), 0u);
     EXPECT_EQ(listing(), (std::set<std::string>{"points.xyz", "out.vtk"}));
-}
 
-TEST_F(CliTest, StandardOutputIsExactlyTheSummary)
-{
-    const std::vector<std::string> vLabels = {"input",      "points read", "distinct vertices", "duplicates merged",
-                                              "tetrahedra", "hull facets", "threads",           "check",
-                                              "output",     "time read",   "time triangulate",  "time check",
-                                              "time write"};
-    auto expectSummaryOnly = [&vLabels](const std::string& out) {
-        std::istringstream lines(out);
-        std::string line;
-        for (const std::string& label : vLabels) {
-            ASSERT_TRUE(std::getline(lines, line)) << "missing " << label;
-            EXPECT_EQ(line.substr(0, 20), label + std::string(20 - label.size(), ' '));
-            EXPECT_GT(line.size(), 20u);
-        }
-        EXPECT_FALSE(std::getline(lines, line)) << "after the summary: " << line;
-    };
-    const CliResult plain = run({"--random", "3000", "--check", "-o", "out.vtu"});
-    ASSERT_EQ(plain.status, 0) << plain.err;
-    expectSummaryOnly(plain.out);
-    EXPECT_NE(plain.out.find("check               passed"), std::string::npos) << plain.out;
-    EXPECT_EQ(plain.err, "");
-
-    // The library's lines go to standard error, in the order it prints them.
-    const CliResult verbose = run({"--random", "3000", "--check", "-v", "-o", "out.vtu"});
-    ASSERT_EQ(verbose.status, 0) << verbose.err;
+    const CliResult verbose = run({"points.xyz", "--check", "-v", "-o", "out.vtu"});
     expectSummaryOnly(verbose.out);
-    const size_t batch = verbose.err.find("\nnumPoints=3000\n");
+    const size_t batch = verbose.err.find("\nnumPoints=7\n");
     const size_t verdict = verbose.err.find("\n** CheckValidity at (vesk3d --check) has been finished, seems OK\n");
-    EXPECT_NE(batch, std::string::npos) << verbose.err;
     EXPECT_NE(verdict, std::string::npos) << verbose.err;
     EXPECT_LT(batch, verdict);
-}
 
-TEST_F(CliTest, LibraryLinesAreShownWhenTheRunFails)
-{
+    const CliResult quiet = run({"-q", "points.xyz", "--check", "-o", "out.msh"});
+    EXPECT_EQ(std::make_tuple(quiet.status, quiet.out, quiet.err), std::make_tuple(0, std::string(), std::string()));
+    EXPECT_TRUE(fs::exists(work / "out.msh"));
+
     put("flat.xyz", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n");
     const CliResult failed = run({"flat.xyz"});
-    EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(failed.out, "");
     EXPECT_EQ(failed.err, "numPoints=5\nvesk3d: error: flat.xyz: no tetrahedron: fewer than four distinct points, or all of "
                           "them in one plane\n");
+    const CliResult quietFailure = run({"--quiet", "missing.xyz"});
+    EXPECT_EQ(quietFailure.status, 1);
+    EXPECT_EQ(quietFailure.out, "");
+    EXPECT_NE(quietFailure.err.find("missing.xyz"), std::string::npos);
 }
 
 TEST_F(CliTest, CountsOfWhatIsNotReadOnlyWarn)
@@ -365,21 +335,6 @@ TEST_F(CliTest, CountsOfWhatIsNotReadOnlyWarn)
         EXPECT_EQ(summaryNumber(result.out, "points read"), name == "cube.off" ? 11 : 5);
         EXPECT_EQ(run({"-q", name}).err, "");
     }
-}
-
-TEST_F(CliTest, QuietSilencesSummaryAndLibraryButNotErrors)
-{
-    put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 2 2\n");
-    const CliResult quiet = run({"-q", "points.xyz", "--check", "-o", "out.msh"});
-    EXPECT_EQ(quiet.status, 0);
-    EXPECT_EQ(quiet.out, "");
-    EXPECT_EQ(quiet.err, "");
-    EXPECT_TRUE(fs::exists(work / "out.msh"));
-
-    const CliResult failed = run({"--quiet", "missing.xyz"});
-    EXPECT_EQ(failed.status, 1);
-    EXPECT_EQ(failed.out, "");
-    EXPECT_NE(failed.err.find("missing.xyz"), std::string::npos);
 }
 
 TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
