@@ -3,6 +3,7 @@
 // mesh assembled by hand with one defect injected at a time.
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <random>
 #include <vector>
@@ -109,45 +110,27 @@ TEST(MeshCheckerVerdicts, RejectsEachInjectedDefect)
 {
     TwoTetMesh valid(Point3(1, 1, 1));
     EXPECT_TRUE(checkTetrahedralization(valid.view(), valid.inputs()));
-    auto expectRejected = [](TwoTetMesh& mesh, const Points& inputs, const char* what) {
-        const ::testing::AssertionResult result = checkTetrahedralization(mesh.view(), inputs);
-        EXPECT_FALSE(result) << what;
-        EXPECT_NE(std::string(result.message()).find(what), std::string::npos) << result.message();
+    const Point3 apexAbove(1, 1, 1);
+    const struct {
+        Point3 apex;
+        std::function<void(TwoTetMesh&, Points&)> inject;
+        const char* what; // a word of the expected report
+    } cases[] = {
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.first->hasBeenVisited = true; }, "visited"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.second->setOppTet(3, nullptr); }, "does not link back"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.first->setCorner(0, &m.b), m.first->setCorner(1, &m.a); }, "negatively oriented"},
+        {Point3(0.5, 0.5, 0.5), [](TwoTetMesh&, Points&) {}, "not locally Delaunay"},
+        {Point3(2, 2, -0.5), [](TwoTetMesh&, Points&) {}, "not convex"},
+        {apexAbove, [](TwoTetMesh&, Points& inputs) { inputs.emplace_back(3, 3, 3); }, "is not registered"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.a.setOneTet(m.second.get()); }, "which lacks it"},
     };
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.first->hasBeenVisited = true;
-        expectRejected(mesh, mesh.inputs(), "visited");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.second->setOppTet(3, nullptr);
-        expectRejected(mesh, mesh.inputs(), "does not link back");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.first->setCorner(0, &mesh.b);
-        mesh.first->setCorner(1, &mesh.a);
-        expectRejected(mesh, mesh.inputs(), "negatively oriented");
-    }
-    {
-        TwoTetMesh mesh(Point3(0.5, 0.5, 0.5));
-        expectRejected(mesh, mesh.inputs(), "not locally Delaunay");
-    }
-    {
-        TwoTetMesh mesh(Point3(2, 2, -0.5));
-        expectRejected(mesh, mesh.inputs(), "not convex");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
+    for (const auto& c : cases) {
+        TwoTetMesh mesh(c.apex);
         Points inputs = mesh.inputs();
-        inputs.emplace_back(3, 3, 3);
-        expectRejected(mesh, inputs, "is not registered");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.a.setOneTet(mesh.second.get());
-        expectRejected(mesh, mesh.inputs(), "which lacks it");
+        c.inject(mesh, inputs);
+        const ::testing::AssertionResult result = checkTetrahedralization(mesh.view(), inputs);
+        EXPECT_FALSE(result) << c.what;
+        EXPECT_NE(std::string(result.message()).find(c.what), std::string::npos) << result.message();
     }
 }
 
