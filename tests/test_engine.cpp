@@ -450,29 +450,6 @@ TEST(EngineStartup, FirstTetrahedronIsThePlainSearchChoice)
     }
 }
 
-TEST(EngineStartup, AMillionCoplanarPointsStayHeld)
-{
-    std::mt19937_64 rng(99);
-    std::uniform_int_distribution<int> coordinate(-1000000, 1000000);
-    std::vector<Point3> plane;
-    for (int i = 0; i < 1000000; ++i) {
-        const int x = coordinate(rng), y = coordinate(rng);
-        plane.emplace_back(x, y, 3.0 * x - 2.0 * y + 7.0);
-    }
-    VESK3D::Vesk_3D dt;
-    ::testing::internal::CaptureStdout();
-    dt.insert(plane);
-    EXPECT_FALSE(dt.is3D());
-    EXPECT_GT(verticesOf(dt).size(), 999000u);
-    // One point off the plane ends the phase with one tetrahedron on it; the rest stay held.
-    Point3 apex(0.5, 0.25, 1e7);
-    dt.insert(apex);
-    ::testing::internal::GetCapturedStdout();
-    const Tets vTets = allTetrahedra(dt);
-    ASSERT_EQ(vTets.size(), 1u);
-    EXPECT_TRUE(vTets[0]->hasVertex(apex));
-}
-
 // Single insertions after the first tetrahedron whose curve neighbours are held vertices (no
 // incident tetrahedron to start the walk from), with duplicates of held points among them.
 TEST(EngineStartup, SingleInsertionsNextToHeldVertices)

@@ -226,22 +226,16 @@ TEST(Tet3Records, FatalInconsistenciesEndTheProcess)
         if (pTet != pFirst && pFirst->getOppTet(0) != pTet && pFirst->getOppTet(1) != pTet && pFirst->getOppTet(2) != pTet &&
             pFirst->getOppTet(3) != pTet)
             pOther = pTet;
-    const auto stdoutToStderr = [] {
+    // The report goes to standard output; the child sends it to standard error for the matcher.
+    const auto withStdoutOnStderr = [](const std::function<void()>& call) {
         std::fflush(stdout);
         dup2(2, 1);
+        call();
     };
-    EXPECT_EXIT(
-        {
-            stdoutToStderr();
-            pFirst->getIntraTetIndex(pOther);
-        },
-        testing::ExitedWithCode(1), "^Tet3::getIntraTetIndex went wrong: Tetrahedron \\(ID=.*, this is Tetrahedron \\(ID=");
-    EXPECT_EXIT(
-        {
-            stdoutToStderr();
-            Tet3::haveCommonFacet(pFirst, 0, pOther, 3);
-        },
-        testing::ExitedWithCode(1), "^Tet3::haveCommonFacet\\(\\) ERROR\nTetrahedron \\(ID=.*\n\\.\\.\\.with index 0\n1,2,3\nTetrahedron \\(ID=.*");
+    EXPECT_EXIT(withStdoutOnStderr([&] { pFirst->getIntraTetIndex(pOther); }), testing::ExitedWithCode(1),
+                "^Tet3::getIntraTetIndex went wrong: Tetrahedron \\(ID=.*, this is Tetrahedron \\(ID=");
+    EXPECT_EXIT(withStdoutOnStderr([&] { Tet3::haveCommonFacet(pFirst, 0, pOther, 3); }), testing::ExitedWithCode(1),
+                "^Tet3::haveCommonFacet\\(\\) ERROR\nTetrahedron \\(ID=.*\n\\.\\.\\.with index 0\n1,2,3\nTetrahedron \\(ID=.*");
 }
 
 TEST(Tet3Records, Circumcenter)
