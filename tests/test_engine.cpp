@@ -76,7 +76,8 @@ Points queryPoints(const Tets& vTets, const Points& vInputs)
     return queries;
 }
 
-// Every tetrahedron met around an edge, turning both ways when the ring is open at the hull.
+// Every tetrahedron met around an edge, turning both ways when the ring is open at the hull. Each
+// step stays on the edge and turns one way: the corner just left behind becomes the new opp2.
 ::testing::AssertionResult circulationAgrees(const Tets& vTets, Tet3* t, int opp3, int opp2)
 {
     const VESK3D::Edge3 edge = t->getEdge(opp3, opp2);
@@ -91,7 +92,12 @@ Points queryPoints(const Tets& vTets, const Points& vInputs)
             open = true;
             break;
         }
-        if (++it == start) break;
+        const Tet3* pExpectedNext = it.previewNextTet();
+        const Point3* pOldOpp3 = (*it)->getCorner(it.getOpp3Index());
+        ++it;
+        if (*it != pExpectedNext || !(it.getEdge() == edge) || (*it)->getCorner(it.getOpp2Index()) != pOldOpp3)
+            return ::testing::AssertionFailure() << "a step of the circulation left its edge or turned the other way";
+        if (it == start) break;
     }
     if (open) {
         VESK3D::TetAroundEdgeIterator back(t->getEdge(opp2, opp3));

@@ -117,7 +117,7 @@ TEST(MeshCheckerVerdicts, RejectsEachInjectedDefect)
         const char* what; // a word of the expected report
     } cases[] = {
         {apexAbove, [](TwoTetMesh& m, Points&) { m.first->hasBeenVisited = true; }, "visited"},
-        {apexAbove, [](TwoTetMesh& m, Points&) { m.second->setOppTet(3, nullptr); }, "does not link back"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.second->setOppTet(3, nullptr); }, "not linked across it"},
         {apexAbove, [](TwoTetMesh& m, Points&) { m.first->setCorner(0, &m.b), m.first->setCorner(1, &m.a); }, "negatively oriented"},
         {Point3(0.5, 0.5, 0.5), [](TwoTetMesh&, Points&) {}, "not locally Delaunay"},
         {Point3(2, 2, -0.5), [](TwoTetMesh&, Points&) {}, "not convex"},

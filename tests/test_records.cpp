@@ -75,16 +75,6 @@ struct GridMesh {
     }
 };
 
-std::vector<Edge3> everyEdgeView(const std::vector<Tet3*>& vTets)
-{
-    std::vector<Edge3> vEdges;
-    for (Tet3* pTet : vTets)
-        for (int opp3 = 0; opp3 < 4; ++opp3)
-            for (int opp2 = 0; opp2 < 4; ++opp2)
-                if (opp3 != opp2) vEdges.emplace_back(pTet, opp3, opp2);
-    return vEdges;
-}
-
 std::set<const Point3*> cornersWithout(const Tet3* pTet, int opp)
 {
     std::set<const Point3*> corners;
@@ -280,7 +270,11 @@ TEST(Tet3Records, DumpListsCornersNeighboursAndOrientation)
 TEST(Edge3Handles, EdgesAndFacetsAreEqualExactlyWhenTheirCornersAre)
 {
     GridMesh mesh;
-    const std::vector<Edge3> vEdges = everyEdgeView(mesh.vTets);
+    std::vector<Edge3> vEdges;
+    for (Tet3* pTet : mesh.vTets)
+        for (int opp3 = 0; opp3 < 4; ++opp3)
+            for (int opp2 = 0; opp2 < 4; ++opp2)
+                if (opp3 != opp2) vEdges.emplace_back(pTet, opp3, opp2);
     for (const Edge3& a : vEdges) {
         for (const Edge3& b : vEdges) {
             const bool bSameEdge = std::set<const Point3*>{a.getSourceVtx(), a.getTargetVtx()} ==
@@ -315,24 +309,6 @@ TEST(Edge3Handles, DumpsOfEdgeAndCirculator)
     testing::internal::CaptureStdout();
     TetAroundEdgeIterator(e).debug();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), rule + "\n# This is a TetAroundEdgeIterator:\n" + expectedEdge + rule + "\n\n");
-}
-
-// Each step stays on the edge and turns one way: the corner just left behind becomes the new opp2.
-TEST(Circulator, EveryStepTurnsTheSameWayAroundItsEdge)
-{
-    GridMesh mesh;
-    for (const Edge3& start : everyEdgeView(mesh.vTets)) {
-        TetAroundEdgeIterator it(start);
-        for (size_t steps = 0; steps < mesh.vTets.size() && !it.nextIsNull(); ++steps) {
-            Tet3* pExpectedNext = it.previewNextTet();
-            const Point3* pOldOpp3 = (*it)->getCorner(it.getOpp3Index());
-            ++it;
-            ASSERT_EQ(*it, pExpectedNext);
-            ASSERT_EQ(it.getEdge(), start) << "the circulator left its edge";
-            ASSERT_EQ((*it)->getCorner(it.getOpp2Index()), pOldOpp3);
-            if (it == TetAroundEdgeIterator(start)) break;
-        }
-    }
 }
 
 TEST(Circulator, PayloadSlots)
