@@ -244,11 +244,11 @@ private:
                 continue;
             }
             const Point3& apex = *n->getCorner(j);
-            const std::string pair = describe(*t) + " and " + describe(*n) + " across facet " + std::to_string(i);
-            if (t->getOppTet(i) != n || n->getOppTet(j) != t) return AssertionFailure() << pair << ": the two are not linked across it";
-            if (sideOfFacet(*t, i, apex) >= 0) return AssertionFailure() << pair << ": not strictly on the two sides";
+            auto pairFailure = [&] { return AssertionFailure() << describe(*t) << " and " << describe(*n) << " across facet " << i; };
+            if (t->getOppTet(i) != n || n->getOppTet(j) != t) return pairFailure() << ": the two are not linked across it";
+            if (sideOfFacet(*t, i, apex) >= 0) return pairFailure() << ": not strictly on the two sides";
             if (inSphereSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3), apex) > 0)
-                return AssertionFailure() << pair << ": not locally Delaunay, " << describe(apex) << " is strictly inside the circumsphere";
+                return pairFailure() << ": not locally Delaunay, " << describe(apex) << " is strictly inside the circumsphere";
         }
         return AssertionSuccess();
     }
@@ -308,7 +308,7 @@ private:
             const auto& uses = edge.second;
             if (uses.size() != 2) {
                 return AssertionFailure() << "the hull edge " << describe(*edge.first.first) << "-" << describe(*edge.first.second) << " lies in "
-                                                     << uses.size() << " hull facets";
+                                          << uses.size() << " hull facets";
             }
             for (int s = 0; s < 2; ++s) {
                 const HullFacet& f = vHull[uses[s].first];
@@ -337,8 +337,8 @@ private:
             if (classify(t, probe) != Containment::Inside) continue;
             const Tets vHolders = bruteForceLocate(vTets, probe);
             if (vHolders.size() == 1) return AssertionSuccess();
-            return AssertionFailure() << "the point " << describe(probe) << " strictly inside " << describe(t) << " lies in "
-                                                 << vHolders.size() << " tetrahedra";
+            return AssertionFailure() << "the point " << describe(probe) << " strictly inside " << describe(t) << " lies in " << vHolders.size()
+                                      << " tetrahedra";
         }
         return AssertionSuccess();
     }
@@ -515,10 +515,8 @@ AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3
     const VESK3D::Tet3* found = dt.locate(q);
     const Tets vHolders = bruteForceLocate(vTets, q);
     const bool isVertex = std::any_of(vHolders.begin(), vHolders.end(), [&q](const Tet3* t) { return classify(*t, q) == Containment::OnVertex; });
-    const bool onHull = std::any_of(vHolders.begin(), vHolders.end(), [&q](const VESK3D::Tet3* t) { return onHullFacetOf(*t, q); });
-    auto failure = [&q]() {
-        return AssertionFailure() << "locate(" << q.x() << ", " << q.y() << ", " << q.z() << "): ";
-    };
+    const bool onHull = std::any_of(vHolders.begin(), vHolders.end(), [&q](const Tet3* t) { return onHullFacetOf(*t, q); });
+    auto failure = [&q]() { return AssertionFailure() << "locate(" << q.x() << ", " << q.y() << ", " << q.z() << "): "; };
     if (isVertex) {
         if (found && found->hasVertex(q)) return AssertionSuccess();
         return failure() << "a vertex must be located in a tetrahedron having it as a corner";
