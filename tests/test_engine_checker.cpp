@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -25,30 +24,23 @@ namespace {
 // Two positive tetrahedra (a,b,c,d) and (b,c,d,e) glued across the facet b,c,d.
 class TwoTetMesh {
 public:
-    explicit TwoTetMesh(const Point3& apex)
-        : a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1), e(apex), first(newRecord()), second(newRecord())
+    explicit TwoTetMesh(const Point3& apex) : e(apex)
     {
         first->setProperties(&a, &b, &c, &d);
         second->setProperties(&b, &c, &d, &e);
-        first->setOppTet(0, second.get());
-        second->setOppTet(3, first.get());
+        first->setOppTet(0, second);
+        second->setOppTet(3, first);
     }
+    TwoTetMesh(const TwoTetMesh&) = delete;
 
-    MeshView view() { return MeshView{{&a, &b, &c, &d, &e}, {first.get(), second.get()}, true}; }
+    MeshView view() { return MeshView{{&a, &b, &c, &d, &e}, {first, second}, true}; }
     Points inputs() const { return {a, b, c, d, e}; }
 
-    Point3 a, b, c, d, e;
-
-private:
-    struct RawDelete {
-        void operator()(Tet3* pTet) const { ::operator delete(pTet); }
-    };
-    using Record = std::unique_ptr<Tet3, RawDelete>;
+    Point3 a{0, 0, 0}, b{1, 0, 0}, c{0, 1, 0}, d{0, 0, 1}, e;
     // The engine's records come from raw pool storage too; setProperties initialises them.
-    static Record newRecord() { return Record(static_cast<Tet3*>(::operator new(sizeof(Tet3)))); }
-
-public:
-    Record first, second;
+    alignas(Tet3) unsigned char storage[2][sizeof(Tet3)];
+    Tet3* const first = reinterpret_cast<Tet3*>(storage[0]);
+    Tet3* const second = reinterpret_cast<Tet3*>(storage[1]);
 };
 
 } // namespace
@@ -99,10 +91,10 @@ TEST(MeshCheckerBruteForce, ContainmentClassesOfTheUnitTetrahedron)
     EXPECT_FALSE(onHullFacetOf(t, Point3(0.25, 0.25, 0.5)));
     EXPECT_TRUE(onHullFacetOf(t, Point3(0.25, 0.25, 0)));
     EXPECT_TRUE(onHullFacetOf(t, Point3(0.5, 0.5, 0)));
-    const Tets both = {mesh.first.get(), mesh.second.get()};
+    const Tets both = {mesh.first, mesh.second};
     EXPECT_EQ(bruteForceLocate(both, Point3(0.25, 0.25, 0.5)).size(), 2u);
-    EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second.get()});
-    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first.get()});
+    EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second});
+    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first});
     EXPECT_EQ(bruteForceEdgeRing(both, &mesh.b, &mesh.c).size(), 2u);
 }
 
@@ -122,7 +114,7 @@ TEST(MeshCheckerVerdicts, RejectsEachInjectedDefect)
         {Point3(0.5, 0.5, 0.5), [](TwoTetMesh&, Points&) {}, "not locally Delaunay"},
         {Point3(2, 2, -0.5), [](TwoTetMesh&, Points&) {}, "not convex"},
         {apexAbove, [](TwoTetMesh&, Points& inputs) { inputs.emplace_back(3, 3, 3); }, "is not registered"},
-        {apexAbove, [](TwoTetMesh& m, Points&) { m.a.setOneTet(m.second.get()); }, "which lacks it"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.a.setOneTet(m.second); }, "which lacks it"},
     };
     for (const auto& c : cases) {
         TwoTetMesh mesh(c.apex);
