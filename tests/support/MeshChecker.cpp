@@ -234,8 +234,9 @@ private:
             std::size_t last = first + 1;
             while (last < vUses.size() && vUses[last].corners == vUses[first].corners) ++last;
             const std::size_t numHolders = last - first;
-            const auto [t, i] = vUses[first].facet;
-            const auto [n, j] = numHolders == 2 ? vUses[first + 1].facet : HullFacet{nullptr, -1};
+            const HullFacet other = numHolders == 2 ? vUses[first + 1].facet : HullFacet{nullptr, -1};
+            const Tet3 *t = vUses[first].facet.tet, *n = other.tet;
+            const int i = vUses[first].facet.index, j = other.index;
             first = last;
             if (numHolders > 2) return AssertionFailure() << "a facet of " << describe(*t) << " belongs to " << numHolders << " tetrahedra";
             if (numHolders == 1) {
