@@ -3,7 +3,7 @@
 // mesh assembled by hand with one defect injected at a time.
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -24,30 +24,23 @@ namespace {
 // Two positive tetrahedra (a,b,c,d) and (b,c,d,e) glued across the facet b,c,d.
 class TwoTetMesh {
 public:
-    explicit TwoTetMesh(const Point3& apex)
-        : a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1), e(apex), first(newRecord()), second(newRecord())
+    explicit TwoTetMesh(const Point3& apex) : e(apex)
     {
         first->setProperties(&a, &b, &c, &d);
         second->setProperties(&b, &c, &d, &e);
-        first->setOppTet(0, second.get());
-        second->setOppTet(3, first.get());
+        first->setOppTet(0, second);
+        second->setOppTet(3, first);
     }
+    TwoTetMesh(const TwoTetMesh&) = delete;
 
-    MeshView view() { return MeshView{{&a, &b, &c, &d, &e}, {first.get(), second.get()}, true}; }
+    MeshView view() { return MeshView{{&a, &b, &c, &d, &e}, {first, second}, true}; }
     Points inputs() const { return {a, b, c, d, e}; }
 
-    Point3 a, b, c, d, e;
-
-private:
-    struct RawDelete {
-        void operator()(Tet3* pTet) const { ::operator delete(pTet); }
-    };
-    using Record = std::unique_ptr<Tet3, RawDelete>;
+    Point3 a{0, 0, 0}, b{1, 0, 0}, c{0, 1, 0}, d{0, 0, 1}, e;
     // The engine's records come from raw pool storage too; setProperties initialises them.
-    static Record newRecord() { return Record(static_cast<Tet3*>(::operator new(sizeof(Tet3)))); }
-
-public:
-    Record first, second;
+    alignas(Tet3) unsigned char storage[2][sizeof(Tet3)];
+    Tet3* const first = reinterpret_cast<Tet3*>(storage[0]);
+    Tet3* const second = reinterpret_cast<Tet3*>(storage[1]);
 };
 
 } // namespace
@@ -98,10 +91,10 @@ TEST(MeshCheckerBruteForce, ContainmentClassesOfTheUnitTetrahedron)
     EXPECT_FALSE(onHullFacetOf(t, Point3(0.25, 0.25, 0.5)));
     EXPECT_TRUE(onHullFacetOf(t, Point3(0.25, 0.25, 0)));
     EXPECT_TRUE(onHullFacetOf(t, Point3(0.5, 0.5, 0)));
-    const Tets both = {mesh.first.get(), mesh.second.get()};
+    const Tets both = {mesh.first, mesh.second};
     EXPECT_EQ(bruteForceLocate(both, Point3(0.25, 0.25, 0.5)).size(), 2u);
-    EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second.get()});
-    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first.get()});
+    EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second});
+    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first});
     EXPECT_EQ(bruteForceEdgeRing(both, &mesh.b, &mesh.c).size(), 2u);
 }
 
@@ -109,45 +102,27 @@ TEST(MeshCheckerVerdicts, RejectsEachInjectedDefect)
 {
     TwoTetMesh valid(Point3(1, 1, 1));
     EXPECT_TRUE(checkTetrahedralization(valid.view(), valid.inputs()));
-    auto expectRejected = [](TwoTetMesh& mesh, const Points& inputs, const char* what) {
-        const ::testing::AssertionResult result = checkTetrahedralization(mesh.view(), inputs);
-        EXPECT_FALSE(result) << what;
-        EXPECT_NE(std::string(result.message()).find(what), std::string::npos) << result.message();
+    const Point3 apexAbove(1, 1, 1);
+    const struct {
+        Point3 apex;
+        std::function<void(TwoTetMesh&, Points&)> inject;
+        const char* what; // a word of the expected report
+    } cases[] = {
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.first->hasBeenVisited = true; }, "visited"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.second->setOppTet(3, nullptr); }, "not linked across it"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.first->setCorner(0, &m.b), m.first->setCorner(1, &m.a); }, "negatively oriented"},
+        {Point3(0.5, 0.5, 0.5), [](TwoTetMesh&, Points&) {}, "not locally Delaunay"},
+        {Point3(2, 2, -0.5), [](TwoTetMesh&, Points&) {}, "not convex"},
+        {apexAbove, [](TwoTetMesh&, Points& inputs) { inputs.emplace_back(3, 3, 3); }, "is not registered"},
+        {apexAbove, [](TwoTetMesh& m, Points&) { m.a.setOneTet(m.second); }, "which lacks it"},
     };
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.first->hasBeenVisited = true;
-        expectRejected(mesh, mesh.inputs(), "visited");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.second->setOppTet(3, nullptr);
-        expectRejected(mesh, mesh.inputs(), "does not link back");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.first->setCorner(0, &mesh.b);
-        mesh.first->setCorner(1, &mesh.a);
-        expectRejected(mesh, mesh.inputs(), "negatively oriented");
-    }
-    {
-        TwoTetMesh mesh(Point3(0.5, 0.5, 0.5));
-        expectRejected(mesh, mesh.inputs(), "not locally Delaunay");
-    }
-    {
-        TwoTetMesh mesh(Point3(2, 2, -0.5));
-        expectRejected(mesh, mesh.inputs(), "not convex");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
+    for (const auto& c : cases) {
+        TwoTetMesh mesh(c.apex);
         Points inputs = mesh.inputs();
-        inputs.emplace_back(3, 3, 3);
-        expectRejected(mesh, inputs, "is not registered");
-    }
-    {
-        TwoTetMesh mesh(Point3(1, 1, 1));
-        mesh.a.setOneTet(mesh.second.get());
-        expectRejected(mesh, mesh.inputs(), "which lacks it");
+        c.inject(mesh, inputs);
+        const ::testing::AssertionResult result = checkTetrahedralization(mesh.view(), inputs);
+        EXPECT_FALSE(result) << c.what;
+        EXPECT_NE(std::string(result.message()).find(c.what), std::string::npos) << result.message();
     }
 }
 

@@ -1,6 +1,7 @@
 // The Hilbert keys against hand-computed values and the curve's defining property; the registry
-// against a plain model: vertices ordered by (key, coordinates), one vertex per coordinates, hints
-// and start tetrahedra by brute force over that order.
+// against a plain model: vertices ordered by (key, coordinates) and re-keyed when the box grows,
+// new vertices of a batch in (key, input) order, one vertex per coordinates, hints and start
+// tetrahedra by brute force over that order.
 #include <HC3.h>
 #include <Tet3.h>
 #include <gtest/gtest.h>
@@ -25,15 +26,6 @@ Tet3* newTet(SimplePool<Tet3>& pool)
     Tet3* pTet = pool.getNewRecord();
     pTet->setProperties(&aCorners[0], &aCorners[1], &aCorners[2], &aCorners[3]);
     return pTet;
-}
-
-std::vector<Point3> registryOrder(const HC3& reg)
-{
-    std::vector<Point3*> v;
-    reg.getVertices(v);
-    std::vector<Point3> vCoordinates;
-    for (const Point3* p : v) vCoordinates.push_back(*p);
-    return vCoordinates;
 }
 
 std::vector<Point3*> registerBatch(HC3& reg, const std::vector<Point3>& vPoints, std::vector<Point3*>* pNew = nullptr)
@@ -90,36 +82,6 @@ TEST(HC3Keys, CurveVisitsEveryCellOnceThroughFaceNeighbours)
         for (int axis = 0; axis < 3; ++axis) distance += std::abs(vCellAt[s][axis] - vCellAt[s - 1][axis]);
         ASSERT_EQ(distance, 1) << "step " << s;
     }
-}
-
-TEST(HC3Registry, OrderIsRecomputedWhenTheBoxGrows)
-{
-    HC3 reg;
-    std::vector<Point3*> vNew;
-    registerBatch(reg, {Point3(2, 2, 2), Point3(0, 0, 0), Point3(4, 4, 4)}, &vNew);
-    EXPECT_EQ(registryOrder(reg), (std::vector<Point3>{Point3(0, 0, 0), Point3(4, 4, 4), Point3(2, 2, 2)}));
-    EXPECT_EQ(*vNew[2], Point3(2, 2, 2));
-    reg.insert(Point3(12, 12, 12)); // box [-2, 12] widened to [-9, 19]
-    EXPECT_EQ(registryOrder(reg), (std::vector<Point3>{Point3(4, 4, 4), Point3(2, 2, 2), Point3(0, 0, 0), Point3(12, 12, 12)}));
-}
-
-// Points closer than a cell share one key: the set orders them by coordinates, the list of new
-// vertices keeps their input order.
-TEST(HC3Registry, EqualKeysKeepInputOrderInTheNewVertexList)
-{
-    HC3 reg;
-    std::vector<Point3> vPoints{Point3(0, 0, 0), Point3(100, 100, 100)};
-    for (int k = 5; k >= 0; --k) vPoints.push_back(Point3(50.3 + k * 1e-9, 50.3, 50.3 - k * 1e-9));
-    std::vector<Point3*> vNew;
-    registerBatch(reg, vPoints, &vNew);
-    std::vector<Point3> vNewCluster, vSetCluster;
-    for (const Point3* p : vNew)
-        if (p->y() == 50.3) vNewCluster.push_back(*p);
-    for (const Point3& p : registryOrder(reg))
-        if (p.y() == 50.3) vSetCluster.push_back(p);
-    const std::vector<Point3> vInputCluster(vPoints.begin() + 2, vPoints.end());
-    EXPECT_EQ(vNewCluster, vInputCluster);
-    EXPECT_EQ(vSetCluster, std::vector<Point3>(vInputCluster.rbegin(), vInputCluster.rend()));
 }
 
 TEST(HC3Registry, VerticesAreFreshCopiesAndHandleListsStartEmpty)

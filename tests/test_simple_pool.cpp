@@ -92,26 +92,22 @@ TEST(SimplePool, GrowthOfContainersAndResets)
     }
 }
 
+// The memory of these records is never touched.
 TEST(SimplePool, AutomaticGrowthIsCappedAtOneHundredMillionBytesPerContainer)
 {
-    // 25,000,000-byte records: at most 4 per container. The memory is never touched.
     struct Huge {
-        char bytes[25000000];
+        char bytes[25000000]; // at most 4 per container
     };
     SimplePool<Huge> pool;
     pool.init(2, -1);
     requestRecords(pool, 2 + 1 + 2 + 4 + 1);
     EXPECT_EQ(pool.getContainerSizes(), std::vector<int>({2, 1, 2, 4, 4}));
-}
-
-TEST(SimplePool, GrowthLimitOfOneRecordIsWarnedAbout)
-{
     struct Giant {
-        char bytes[60000000];
+        char bytes[60000000]; // a limit of one record is warned about
     };
-    SimplePool<Giant> pool;
+    SimplePool<Giant> giants;
     testing::internal::CaptureStdout();
-    pool.init(2, -1);
+    giants.init(2, -1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "GeomPool::init(..), Warning: increaseLimit=1\n");
 }
 

@@ -141,12 +141,8 @@ Points collinear(int n, std::uint64_t seed)
     return points;
 }
 
-Points cubeCorners()
-{
-    return integerGrid(2, 0);
-}
-
-Points largeOffset(int n, std::uint64_t seed, int exponent)
+// Uniform points in a cube of side 1000 placed at about 2^exponent from the origin.
+static Points largeOffset(int n, std::uint64_t seed, int exponent)
 {
     const double offset = std::ldexp(1.0, exponent);
     Points points = uniformCube(n, seed, 0.0, 1000.0);
@@ -154,7 +150,8 @@ Points largeOffset(int n, std::uint64_t seed, int exponent)
     return points;
 }
 
-Points tinyScale(int n, std::uint64_t seed)
+// Uniform points in a cube of side 2^-40.
+static Points tinyScale(int n, std::uint64_t seed)
 {
     return uniformCube(n, seed, 0.0, std::ldexp(1.0, -40));
 }

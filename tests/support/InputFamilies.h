@@ -28,11 +28,6 @@ Points coplanarOnly(int n, std::uint64_t seed);
 Points coplanarPlusOne(int n, std::uint64_t seed);
 // Integer multiples of (3, -1, 2) shifted by (1, 5, -7): all exactly collinear.
 Points collinear(int n, std::uint64_t seed);
-Points cubeCorners();
-// Uniform points in a cube of side 1000 placed at about 2^exponent from the origin.
-Points largeOffset(int n, std::uint64_t seed, int exponent);
-// Uniform points in a cube of side 2^-40.
-Points tinyScale(int n, std::uint64_t seed);
 // The points plus copies of random members (the zero coordinates of some copies negated), shuffled.
 Points withDuplicates(const Points& points, std::uint64_t seed, double duplicateFraction);
 

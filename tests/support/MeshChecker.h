@@ -58,7 +58,6 @@ Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D
 
 // A tetrahedron as its four corner coordinates, sorted: comparable across triangulations.
 using TetKey = std::array<std::array<double, 3>, 4>;
-TetKey tetKey(const VESK3D::Tet3& tet);
 std::vector<TetKey> sortedTetKeys(const Tets& vTets);
 // Every tetrahedron as its corner coordinates in stored corner order, in listing order: equal for
 // two triangulations that list the same tetrahedra the same way.
