@@ -217,7 +217,7 @@ constexpr size_t minPointsPerPart = 2048;
 constexpr size_t maxPointsPerPart = 131072;
 constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
 constexpr size_t minParallelRound = 2048;
-constexpr double maxDeferredShare = 0.75;
+constexpr double maxDeferredShare = 0.5;
 constexpr size_t maxHullSamples = 256;
 // The grid's move in each round, in fractions of the box: far from each other and from the
 // borders of the coarse cells (halves, quarters) of every earlier round.
@@ -356,7 +356,8 @@ Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
             messageStream(MESSAGE_INFO) << "parallel round " << round << ": " << numBefore << " points, "
                                         << vPending.size() << " deferred" << std::endl;
         // Most points waiting again means they lie outside the hull (points on a sphere, say) or
-        // in conflict regions too large for any part: more rounds would only repeat the attempts.
+        // in conflict regions that reach across parts (cospherical points on a grid): more rounds
+        // would only repeat the attempts.
         if (vPending.size() > numBefore * maxDeferredShare) break;
     }
     for (Point3*& pVtx : vPending) pLastTet = insertVertex(pVtx, liveStartTet(*pVtx, pLastTet));
