@@ -377,19 +377,28 @@ bool Dt3::mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) 
     return 2 * numOutside > numSamples;
 }
 
-// Gives every vertex its key on the moved grid's curve and puts the waiting points in that order
-// (stable, so that equal keys keep the order they had).
+// Keys the vertices of the mesh and the waiting points on the moved grid's curve and puts the
+// waiting points in that order (stable, so that equal keys keep the order they had). Ownership
+// reads no other keys: the batch's later levels, not in the mesh yet, keep stale ones.
 void Dt3::keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending)
 {
     std::vector<Point3*> vVertices;
     registry.getVertices(vVertices);
-    // A vertex's key is its own business: the workers take chunks of vertices.
+    // A vertex's key is its own business: the workers take chunks of the registry and then of the
+    // waiting points. A waiting point is in the mesh only as a duplicate, and is keyed once.
     constexpr size_t verticesPerTask = 65536;
+    const size_t numRegistryTasks = (vVertices.size() + verticesPerTask - 1) / verticesPerTask;
     auto keyChunk = [&](int /*worker*/, size_t task) {
-        const size_t end = std::min(vVertices.size(), (task + 1) * verticesPerTask);
-        for (size_t i = task * verticesPerTask; i < end; ++i) vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove));
+        const bool bPending = task >= numRegistryTasks;
+        const std::vector<Point3*>& vChunkOf = bPending ? vPending : vVertices;
+        const size_t first = (bPending ? task - numRegistryTasks : task) * verticesPerTask;
+        const size_t end = std::min(vChunkOf.size(), first + verticesPerTask);
+        for (size_t i = first; i < end; ++i) {
+            Point3* pVertex = vChunkOf[i];
+            if ((pVertex->getOneTet() == nullptr) == bPending) pVertex->setCurveKey(registry.getMovedHilbertIndex(*pVertex, aMove));
+        }
     };
-    runTasks(numThreads, (vVertices.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
+    runTasks(numThreads, numRegistryTasks + (vPending.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
     std::stable_sort(vPending.begin(), vPending.end(), [](const Point3* a, const Point3* b) { return a->getCurveKey() < b->getCurveKey(); });
 }
 
