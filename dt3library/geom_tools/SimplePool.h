@@ -72,6 +72,8 @@ public:
     // records; the rest of a container too short for them is kept as a run given back.
     T* takeRun(int n)
     {
+        // A longer run would never fit in a new container.
+        VESK_ASSERT(n <= (increaseSize < 0 ? limit : increaseSize));
         for (auto pRun = vUnusedRuns.begin(); pRun != vUnusedRuns.end(); ++pRun) {
             if (pRun->numRecords < size_t(n)) continue;
             T* pFirst = pRun->pFirst;
