@@ -562,11 +562,9 @@ std::vector<int> Dt3::listingIndexByPosition(size_t& numLive) const
     numLive = 0;
     const Tet3* pSeed = firstLiveVertexTet();
     if (pSeed == nullptr) return vIndexAt;
-    size_t position = 0;
     int nextIndex = 1;
-    tetPool.forEachRecord([&](const Tet3* pTet) {
+    tetPool.forEachRecordAt([&](const Tet3* pTet, size_t position) {
         if (!pTet->hasBeenVisited) vIndexAt[position] = pTet == pSeed ? 0 : nextIndex++;
-        ++position;
     });
     numLive = static_cast<size_t>(nextIndex);
     return vIndexAt;

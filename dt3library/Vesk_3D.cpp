@@ -158,9 +158,8 @@ void Vesk_3D::exportMesh(MeshArrays& arrays, const MeshExportParts& parts) const
         const SimplePool<Tet3>& tetPool = pDt->getTetPool();
         if (parts.bCorners) arrays.vTetCorners.resize(4 * numTets);
         if (parts.bNeighbors) arrays.vTetNeighbors.resize(4 * numTets);
-        size_t position = 0;
-        tetPool.forEachRecord([&](const Tet3* pTet) {
-            const int t = vTetIndexAt[position++];
+        tetPool.forEachRecordAt([&](const Tet3* pTet, size_t position) {
+            const int t = vTetIndexAt[position];
             if (t < 0) return;
             if (parts.bCorners)
                 for (int i = 0; i < 4; ++i) arrays.vTetCorners[4 * t + i] = vertexIndexOf(pTet->getCorner(i));

@@ -219,6 +219,8 @@ TEST(SimplePool, RunsGivenBackAreSkippedAndTakenAgainInPositionOrder)
     pool.forEachRecord([&](Small* p) { vVisited.push_back(p); });
     std::sort(vInUse.begin(), vInUse.end(), [&](Small* a, Small* b) { return pool.getPosition(a) < pool.getPosition(b); });
     EXPECT_EQ(vVisited, vInUse);
+    // Positions skip the runs given back (regression: an export counted visits instead).
+    pool.forEachRecordAt([&](Small* p, size_t position) { EXPECT_EQ(position, pool.getPosition(p)); });
     pool.reset();
     vVisited.clear();
     pool.forEachRecord([&](Small* p) { vVisited.push_back(p); });

@@ -132,6 +132,13 @@ public:
     template <class Visitor>
     void forEachRecord(Visitor visit) const
     {
+        forEachRecordAt([&visit](T* pRecord, size_t) { visit(pRecord); });
+    }
+
+    // The same, with each record's position (runs given back leave gaps in the positions).
+    template <class Visitor>
+    void forEachRecordAt(Visitor visit) const
+    {
         const size_t numContainers = vContainers.size();
         auto pRun = vUnusedRuns.begin();
         size_t position = 0;
@@ -144,7 +151,7 @@ public:
                     ++pRun;
                     continue;
                 }
-                visit(pRecord);
+                visit(pRecord, position);
             }
         }
     }
