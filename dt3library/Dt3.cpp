@@ -219,16 +219,19 @@ constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
 constexpr size_t minParallelRound = 2048;
 constexpr double maxDeferredShare = 0.5;
 constexpr size_t maxHullSamples = 256;
-// The grid's move in each round, in fractions of the box: far from each other and from the
-// borders of the coarse cells (halves, quarters) of every earlier round.
-constexpr double gridMoves[][3] = {{0.0, 0.0, 0.0}, {0.37, 0.29, 0.43}, {0.71, 0.63, 0.17}, {0.13, 0.83, 0.59}};
+// The grid's move in each round, in fractions of the box. Two moves that differ by a third or a
+// sixth put every border of every cell size a third of a cell away from the other's borders, so
+// the points that waited at one round's borders lie well inside the next round's parts. Each
+// round is so placed against the round before it and against the first.
+constexpr double gridMoves[][3] = {{0.0, 0.0, 0.0}, {1.0 / 3, 1.0 / 3, 1.0 / 3}, {2.0 / 3, 2.0 / 3, 2.0 / 3}, {5.0 / 6, 5.0 / 6, 5.0 / 6}};
 constexpr size_t numRounds = sizeof gridMoves / sizeof gridMoves[0];
 // Budgets per pending point of a part. A Delaunay tetrahedralization has about 6.5 tetrahedra per
 // vertex and a cavity about 11 new ones, but points that waited at a border meet a coarser mesh
 // and larger cavities; a part that runs short lets its next points wait.
 constexpr size_t recordsPerPoint = 8;
 constexpr size_t recordMargin = 512;
-constexpr size_t maxRecordsPerPart = size_t(1) << 20;
+// At most 5/4 maxPointsPerPart points, in one run of the pool: below its largest container.
+constexpr size_t maxRecordsPerPart = 1400000;
 constexpr size_t labelsPerPoint = 40;
 constexpr size_t labelMargin = 2048;
 constexpr size_t maxLabelsPerPart = size_t(1) << 24;
@@ -277,17 +280,31 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
     auto insertAt = [&](size_t position) { pLastTet = insertVertex(vVertices[position], pLastTet); };
     std::vector<Point3*> vLevel;
     auto collect = [&](size_t position) { vLevel.push_back(vVertices[position]); };
+    // The mesh's vertices, gathered when the first level goes to the rounds and then a level at a
+    // time: all that a round must key. A list has no vertex twice, but two lists may share one (the
+    // first tetrahedron's corners are in the mesh before their level comes).
+    std::vector<std::vector<Point3*>> vInMesh;
     for (int level = 0; level <= maxLevel; ++level) {
         if (numThreads > 1) {
             vLevel.clear();
             forEachOnLevel(0, n, 0, level, maxLevel, false, collect);
             if (vLevel.size() >= minParallelLevel) {
-                pLastTet = insertLevelInParallel(vLevel, pLastTet);
+                if (vInMesh.empty()) vInMesh.push_back(meshVertices());
+                pLastTet = insertLevelInParallel(vLevel, vInMesh, pLastTet);
+                if (level < maxLevel) vInMesh.push_back(vLevel);
                 continue;
             }
         }
         forEachOnLevel(0, n, 0, level, maxLevel, level % 2 == 0, insertAt);
     }
+}
+
+std::vector<Point3*> Dt3::meshVertices() const
+{
+    std::vector<Point3*> vVertices;
+    registry.getVertices(vVertices);
+    vVertices.erase(std::remove_if(vVertices.begin(), vVertices.end(), [](const Point3* p) { return p->getOneTet() == nullptr; }), vVertices.end());
+    return vVertices;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -344,13 +361,15 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
 
 // Rounds over the level on moving grids while enough points wait; then the rest in the last
 // round's curve order on the sequential path.
-Tet3* Dt3::insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet)
+Tet3* Dt3::insertLevelInParallel(const std::vector<Point3*>& vLevel, const std::vector<std::vector<Point3*>>& vInMesh, Tet3* pLastTet)
 {
     std::vector<Point3*> vPending(vLevel);
     const bool bWorthRounds = !mostlyOutsideHull(vLevel, pLastTet);
     for (size_t round = 0; bWorthRounds && round < numRounds && vPending.size() >= minParallelRound; ++round) {
         const size_t numBefore = vPending.size();
-        keyVerticesOnGrid(gridMoves[round], vPending);
+        for (const std::vector<Point3*>& vVertices : vInMesh) keyOnGrid(gridMoves[round], vVertices);
+        keyOnGrid(gridMoves[round], vLevel);
+        HC3::sortByCurveKey(vPending);
         if (!insertRoundInParallel(vPending)) break;
         if (bVerbose)
             messageStream(MESSAGE_INFO) << "parallel round " << round << ": " << numBefore << " points, "
@@ -377,29 +396,16 @@ bool Dt3::mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) 
     return 2 * numOutside > numSamples;
 }
 
-// Keys the vertices of the mesh and the waiting points on the moved grid's curve and puts the
-// waiting points in that order (stable, so that equal keys keep the order they had). Ownership
-// reads no other keys: the batch's later levels, not in the mesh yet, keep stale ones.
-void Dt3::keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending)
+// Keys the vertices on the moved grid's curve, each worker a chunk. Ownership reads no other keys:
+// vertices not in the mesh yet keep stale ones.
+void Dt3::keyOnGrid(const double aMove[3], const std::vector<Point3*>& vVertices)
 {
-    std::vector<Point3*> vVertices;
-    registry.getVertices(vVertices);
-    // A vertex's key is its own business: the workers take chunks of the registry and then of the
-    // waiting points. A waiting point is in the mesh only as a duplicate, and is keyed once.
     constexpr size_t verticesPerTask = 65536;
-    const size_t numRegistryTasks = (vVertices.size() + verticesPerTask - 1) / verticesPerTask;
     auto keyChunk = [&](int /*worker*/, size_t task) {
-        const bool bPending = task >= numRegistryTasks;
-        const std::vector<Point3*>& vChunkOf = bPending ? vPending : vVertices;
-        const size_t first = (bPending ? task - numRegistryTasks : task) * verticesPerTask;
-        const size_t end = std::min(vChunkOf.size(), first + verticesPerTask);
-        for (size_t i = first; i < end; ++i) {
-            Point3* pVertex = vChunkOf[i];
-            if ((pVertex->getOneTet() == nullptr) == bPending) pVertex->setCurveKey(registry.getMovedHilbertIndex(*pVertex, aMove));
-        }
+        const size_t end = std::min(vVertices.size(), (task + 1) * verticesPerTask);
+        for (size_t i = task * verticesPerTask; i < end; ++i) vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove));
     };
-    runTasks(numThreads, numRegistryTasks + (vPending.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
-    std::stable_sort(vPending.begin(), vPending.end(), [](const Point3* a, const Point3* b) { return a->getCurveKey() < b->getCurveKey(); });
+    runTasks(numThreads, (vVertices.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
 }
 
 // Returns false, inserting nothing, when the labels of the round would overflow.
@@ -455,24 +461,48 @@ Tet3* Dt3::insertInRegion(Inserter3& inserter, Point3* pVtx, Tet3* pStartTet) co
     return inserter.insertLocatedInRegion(pVtx, pLocated);
 }
 
-// Cuts the waiting points into parts of equal counts, between distinct keys only; the parts' key ranges
-// cover all keys, so that every vertex, old or new, has exactly one owner.
+namespace {
+
+// Where the part that starts at vPending[first] and key firstKey ends: the index of its last point
+// plus one, and the key its range ends before. The cut goes to the coarsest border of the grid's
+// cells that gives the part between a half and five quarters of pointsPerPart points: a part
+// made of whole cells is nearly a cube, and its surface is where points wait. Failing that, the
+// cut follows pointsPerPart points, between distinct keys only.
+std::pair<size_t, std::uint32_t> endOfPart(const std::vector<Point3*>& vPending, size_t first, std::uint32_t firstKey, size_t pointsPerPart)
+{
+    if (vPending.size() - first <= pointsPerPart) return {vPending.size(), HC3::numKeys};
+    const std::uint32_t targetKey = vPending[first + pointsPerPart]->getCurveKey();
+    const auto keyBelow = [](const Point3* p, std::uint32_t key) { return p->getCurveKey() < key; };
+    for (std::uint32_t cell = HC3::numKeys / 8; cell > 1; cell /= 8) {
+        const std::uint32_t cut = (targetKey + cell / 2) / cell * cell;
+        if (cut <= firstKey) continue;
+        const size_t last = std::lower_bound(vPending.begin() + first, vPending.end(), cut, keyBelow) - vPending.begin();
+        if (2 * (last - first) >= pointsPerPart && 4 * (last - first) <= 5 * pointsPerPart) return {last, cut};
+    }
+    size_t last = first + pointsPerPart;
+    while (last < vPending.size() && vPending[last]->getCurveKey() == vPending[last - 1]->getCurveKey()) ++last;
+    return {last, last == vPending.size() ? HC3::numKeys : vPending[last]->getCurveKey()};
+}
+
+} // namespace
+
+// Cuts the waiting points into parts of about equal counts; the parts' key ranges cover all keys,
+// so that every vertex, old or new, has exactly one owner.
 std::vector<Dt3::Part> Dt3::cutIntoParts(const std::vector<Point3*>& vPending)
 {
     const size_t pointsPerPart = std::clamp(vPending.size() / minPartsPerRound, minPointsPerPart, maxPointsPerPart);
     std::vector<Part> vParts;
+    std::uint32_t firstKey = 0;
     for (size_t first = 0; first < vPending.size();) {
-        size_t last = std::min(first + pointsPerPart, vPending.size());
-        while (last < vPending.size() && vPending[last]->getCurveKey() == vPending[last - 1]->getCurveKey()) ++last;
+        const auto [last, endKey] = endOfPart(vPending, first, firstKey, pointsPerPart);
         Part part{};
         part.first = first;
         part.last = last;
-        const std::uint32_t firstKey = first == 0 ? 0 : vPending[first]->getCurveKey();
-        const std::uint32_t endKey = last == vPending.size() ? HC3::numKeys : vPending[last]->getCurveKey();
         part.region.keys = {firstKey, endKey - firstKey};
         part.pStartTet = ownedTetNear(*vPending[first + (last - first) / 2], part.region.keys);
         vParts.push_back(std::move(part));
         first = last;
+        firstKey = endKey;
     }
     return vParts;
 }

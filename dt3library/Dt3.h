@@ -93,9 +93,10 @@ private:
     struct Part;
     Tet3* liveStartTet(const Point3& p, Tet3* pHint);
     Tet3* firstLiveVertexTet() const;
-    Tet3* insertLevelInParallel(std::vector<Point3*>& vLevel, Tet3* pLastTet);
+    std::vector<Point3*> meshVertices() const;
+    Tet3* insertLevelInParallel(const std::vector<Point3*>& vLevel, const std::vector<std::vector<Point3*>>& vInMesh, Tet3* pLastTet);
     bool mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) const;
-    void keyVerticesOnGrid(const double aMove[3], std::vector<Point3*>& vPending);
+    void keyOnGrid(const double aMove[3], const std::vector<Point3*>& vVertices);
     bool insertRoundInParallel(std::vector<Point3*>& vPending);
     std::vector<Part> cutIntoParts(const std::vector<Point3*>& vPending);
     bool budgetParts(std::vector<Part>& vParts, std::vector<Tet3*>& vFree);

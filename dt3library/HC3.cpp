@@ -1,11 +1,13 @@
 #include "HC3.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <climits>
 #include <cmath>
 #include <initializer_list>
 #include <new>
+#include <utility>
 
 #include "tools.h"
 
@@ -144,13 +146,25 @@ uint32_t HC3::getMovedHilbertIndex(const Point3& p, const double aMove[3]) const
     assert(bValid);
     const double aOffset[3] = {toFrame(p.x()) - bbox.getMinX(), toFrame(p.y()) - bbox.getMinY(), toFrame(p.z()) - bbox.getMinZ()};
     const double aRange[3] = {rangeX, rangeY, rangeZ};
-    double aUnit[3];
+    uint32_t aCell[3];
     for (int axis = 0; axis < 3; ++axis) {
         const double unit = (aRange[axis] > 0 ? aOffset[axis] / aRange[axis] : 0.0) + aMove[axis];
-        aUnit[axis] = unit - std::floor(unit);
+        // The wrapped offset may round up to one; its cell is then the last.
+        aCell[axis] = std::min(static_cast<uint32_t>((unit - std::floor(unit)) * cellsPerAxis), cellsPerAxis - 1);
     }
-    return keyOfOffsets(aUnit[0], aUnit[1], aUnit[2], 0.5, 0.5, 0.5);
+    return keyOfCell(aCell[0], aCell[1], aCell[2]);
 }
+
+namespace {
+
+// Adds the octant's digit at shift to the key and turns the curve into the octant's sub-cube.
+void descend(uint32_t octant, int shift, uint32_t& key, uint32_t& state)
+{
+    key += DIGIT[octant][state] << shift;
+    state = NEXT[octant][state];
+}
+
+} // namespace
 
 uint32_t HC3::keyOfOffsets(double dx, double dy, double dz, double hx, double hy, double hz)
 {
@@ -161,13 +175,19 @@ uint32_t HC3::keyOfOffsets(double dx, double dy, double dz, double hx, double hy
         dx -= bx * hx;
         dy -= by * hy;
         dz -= bz * hz;
-        const uint32_t octant = 4 * bx + 2 * by + bz;
-        key += DIGIT[octant][state] << shift;
-        state = NEXT[octant][state];
+        descend(4 * bx + 2 * by + bz, shift, key, state);
         hx /= 2;
         hy /= 2;
         hz /= 2;
     }
+    return key;
+}
+
+uint32_t HC3::keyOfCell(uint32_t x, uint32_t y, uint32_t z)
+{
+    uint32_t key = 0, state = 0;
+    for (int level = numBits / 3 - 1; level >= 0; --level)
+        descend(4 * (x >> level & 1) + 2 * (y >> level & 1) + (z >> level & 1), 3 * level, key, state);
     return key;
 }
 
@@ -255,6 +275,23 @@ void HC3::getVertices(std::vector<Point3*>& vVertices) const
     for (const std::vector<IdxVtx>& vBlock : vBlocks) {
         for (const IdxVtx& entry : vBlock)
             vVertices.push_back(entry.pVtx);
+    }
+}
+
+void HC3::sortByCurveKey(std::vector<Point3*>& vVertices)
+{
+    // Three passes of nine bits each, least significant first; each pass is stable.
+    constexpr unsigned bitsPerPass = numBits / 3;
+    constexpr size_t numBuckets = size_t(1) << bitsPerPass;
+    std::vector<Point3*> vSorted(vVertices.size());
+    for (unsigned shift = 0; shift < numBits; shift += bitsPerPass) {
+        const auto bucketOf = [shift](const Point3* p) { return p->getCurveKey() >> shift & (numBuckets - 1); };
+        std::array<size_t, numBuckets> aStart{};
+        for (const Point3* p : vVertices) ++aStart[bucketOf(p)];
+        size_t first = 0;
+        for (size_t& start : aStart) first += std::exchange(start, first);
+        for (Point3* p : vVertices) vSorted[aStart[bucketOf(p)]++] = p;
+        vVertices.swap(vSorted);
     }
 }
 

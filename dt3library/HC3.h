@@ -85,6 +85,9 @@ public:
         }
         return pFound;
     }
+    // Puts the vertices in the order of their own curve keys (Point3::getCurveKey), keeping the
+    // order of equal keys: a radix sort, linear in the count.
+    static void sortByCurveKey(std::vector<Point3*>& vVertices);
     // Appends all vertices in curve order.
     void getVertices(std::vector<Point3*>& vVertices) const;
     size_t getNumVertices() const { return numEntries; }
@@ -105,6 +108,10 @@ private:
     // The curve's key of the offsets (dx, dy, dz) from the box's lower corner, the cells halving
     // from the half-extents (hx, hy, hz).
     static uint32_t keyOfOffsets(double dx, double dy, double dz, double hx, double hy, double hz);
+    // The curve's key of the grid cell (x, y, z), each below cellsPerAxis; the same as keyOfOffsets
+    // of a point in that cell of the unit cube.
+    static uint32_t keyOfCell(uint32_t x, uint32_t y, uint32_t z);
+    static constexpr uint32_t cellsPerAxis = uint32_t(1) << numBits / 3;
     // Adds the points to the box; returns whether it grew.
     bool growsBox(const Point3* pPoints, size_t numPoints);
     void growBoxAndRekey();
