@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Threaded batch insertion against Vesk3D's own sequential run and CGAL's sequential one.
 # Usage: bench/run_threads.sh [runs, default 5] [contenders, default "cgal 1 2 4"] [datasets...,
-# default uniform-1M clustered-1M grid-50 sphere-200k]. A contender is "cgal" or a thread count
-# for contender_vesk3d; each run is its own process, and the contenders alternate within a round.
+# default uniform-1M clustered-1M grid-50 sphere-200k]. A contender is "cgal", "pair" (below) or a
+# thread count for contender_vesk3d; each run is its own process, and the contenders alternate
+# within a round.
 # Prints per dataset and contender the median wall-clock and CPU seconds of the insertion with the
 # spread (slowest / fastest run), the peak resident MiB, and the ratios of the medians to CGAL and
 # to one thread. Datasets are named as in bench/bench_lib.sh.
@@ -22,8 +23,18 @@ ratio() {
   awk -v a="$(median <<<"$1")" -v b="$(median <<<"$2")" 'BEGIN { printf "%.2f", a / b }'
 }
 
+# "pair" is two sequential runs at once, the slower one reported: how much two cores slow each
+# other down on this machine, the ceiling of any two-thread speed-up being twice its speed-up.
 run_contender() {
-  if [ "$1" = cgal ]; then "$build/bench/contender_cgal" "$2"; else "$build/bench/contender_vesk3d" "$2" "$1"; fi
+  case "$1" in
+    cgal) "$build/bench/contender_cgal" "$2" ;;
+    pair)
+      "$build/bench/contender_vesk3d" "$2" 1 >"$build/pair.out" &
+      local other; other=$("$build/bench/contender_vesk3d" "$2" 1)
+      wait
+      awk '{ split($1, t, "="); if (t[2] > max) { max = t[2]; line = $0 } } END { print line }' <(echo "$other"; cat "$build/pair.out") ;;
+    *) "$build/bench/contender_vesk3d" "$2" "$1" ;;
+  esac
 }
 
 echo "| dataset | contender | wall s | cpu s | MiB | wall / CGAL | speed-up over 1 thread | MiB / 1 thread |"
