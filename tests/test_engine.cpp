@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -109,79 +110,60 @@ Points queryPoints(const Tets& vTets, const Points& vInputs)
     return ::testing::AssertionFailure() << "circulation met " << met.size() << " tetrahedra, the edge has " << vRing.size();
 }
 
-template <class T>
-std::unordered_map<const T*, int> listPositions(const std::vector<T*>& vRecords)
+// The arrays the export must give, flattened here from the pointer structure; vertices named by
+// their custom index when asked.
+MeshArrays flattened(const BuiltMesh& mesh, const Tets& vTets, const std::vector<Point3*>& vVertices, bool bCustomIndices)
 {
-    std::unordered_map<const T*, int> positions{{nullptr, -1}};
-    for (size_t i = 0; i < vRecords.size(); ++i) positions[vRecords[i]] = static_cast<int>(i);
-    return positions;
+    std::map<Point3, int> vertexIndex;
+    std::unordered_map<const Tet3*, int> tetIndex{{nullptr, -1}};
+    for (size_t v = 0; v < vVertices.size(); ++v) vertexIndex[*vVertices[v]] = bCustomIndices ? vVertices[v]->getCustomIndex() : int(v);
+    for (size_t t = 0; t < vTets.size(); ++t) tetIndex[vTets[t]] = static_cast<int>(t);
+    MeshArrays arrays;
+    for (const Point3* v : vVertices) arrays.vCoordinates.insert(arrays.vCoordinates.end(), {v->x(), v->y(), v->z()});
+    for (const Tet3* t : vTets)
+        for (int i = 0; i < 4; ++i) {
+            arrays.vTetCorners.push_back(vertexIndex.at(*t->getCorner(i)));
+            arrays.vTetNeighbors.push_back(tetIndex.at(t->getOppTet(i)));
+        }
+    for (const Point3& p : mesh.vLastBatch) arrays.vInputVertices.push_back(vertexIndex.at(p));
+    return arrays;
 }
 
-// The flat export and the located indices against the pointer structure they flatten.
+// Every choice of parts (each array as flattened or empty, as chosen), the plain export and the
+// located indices against the pointer structure. Arrays handed in hold stale content, which must go.
 ::testing::AssertionResult exportAgrees(const BuiltMesh& mesh, const Tets& vTets, const Points& vQueries)
 {
     const VESK3D::Vesk_3D& dt = *mesh.dt;
     const std::vector<Point3*> vVertices = verticesOf(dt);
-    const auto vertexIndex = listPositions(vVertices);
-    const auto tetIndex = listPositions(vTets);
-    MeshArrays arrays;
-    arrays.vTetNeighbors.assign(3, 7); // stale content must go
-    dt.exportMesh(arrays);
-    if (arrays.vCoordinates.size() != 3 * vVertices.size() || arrays.vTetCorners.size() != 4 * vTets.size() ||
-        arrays.vTetNeighbors.size() != 4 * vTets.size() || arrays.vInputVertices.size() != mesh.vLastBatch.size())
-        return ::testing::AssertionFailure() << "export array sizes";
-    for (size_t v = 0; v < vVertices.size(); ++v) {
-        if (!(Point3(arrays.vCoordinates[3 * v], arrays.vCoordinates[3 * v + 1], arrays.vCoordinates[3 * v + 2]) == *vVertices[v]))
-            return ::testing::AssertionFailure() << "coordinates of vertex " << v;
-    }
-    for (size_t t = 0; t < vTets.size(); ++t) {
-        for (int i = 0; i < 4; ++i) {
-            if (arrays.vTetCorners[4 * t + i] != vertexIndex.at(vTets[t]->getCorner(i)) ||
-                arrays.vTetNeighbors[4 * t + i] != tetIndex.at(vTets[t]->getOppTet(i)))
-                return ::testing::AssertionFailure() << "corner or neighbour " << i << " of tetrahedron " << t;
-        }
-    }
-    for (size_t k = 0; k < mesh.vLastBatch.size(); ++k) {
-        const int v = arrays.vInputVertices[k];
-        if (v < 0 || v >= static_cast<int>(vVertices.size()) || !(*vVertices[v] == mesh.vLastBatch[k]))
-            return ::testing::AssertionFailure() << "input point " << k << " of the last batch maps to vertex " << v;
-    }
     if (dt.getNumVertices() != vVertices.size()) return ::testing::AssertionFailure() << "getNumVertices " << dt.getNumVertices();
-    // Every choice of parts: each array equals the full export's or is empty, as chosen, and
-    // vertices come by custom index (here a numbering of the host's, 3 v + 1) when asked.
+    const MeshArrays expected = flattened(mesh, vTets, vVertices, false);
+    MeshArrays plain{{1.0}, {2}, {3}, {4}}, withoutNeighbors{{1.0}, {2}, {3}, {4}};
+    dt.exportMesh(plain);
+    dt.exportMesh(withoutNeighbors, false);
+    if (plain.vCoordinates != expected.vCoordinates || plain.vTetCorners != expected.vTetCorners ||
+        plain.vTetNeighbors != expected.vTetNeighbors || plain.vInputVertices != expected.vInputVertices ||
+        !withoutNeighbors.vTetNeighbors.empty() || withoutNeighbors.vTetCorners != expected.vTetCorners)
+        return ::testing::AssertionFailure() << "the plain export differs from the pointer structure";
+    // A numbering of the host's own.
     for (size_t v = 0; v < vVertices.size(); ++v) vVertices[v]->setCustomIndex(static_cast<int>(3 * v + 1));
-    auto byCustomIndex = [](std::vector<int> vIndices) {
-        for (int& v : vIndices) v = 3 * v + 1;
-        return vIndices;
-    };
     for (int choice = 0; choice < 16; ++choice) {
-        VESK3D::MeshExportParts parts;
-        parts.bCoordinates = choice & 1;
-        parts.bCorners = choice & 2;
-        parts.bNeighbors = choice & 4;
-        parts.bCustomIndices = choice & 8;
-        MeshArrays some;
-        some.vCoordinates.assign(2, 1.0); // stale content must go
+        const VESK3D::MeshExportParts parts{bool(choice & 1), bool(choice & 2), bool(choice & 4), bool(choice & 8)};
+        const MeshArrays full = flattened(mesh, vTets, vVertices, parts.bCustomIndices);
+        MeshArrays some{{1.0}, {2}, {3}, {4}};
         dt.exportMesh(some, parts);
-        auto chosenOrEmpty = [](bool chosen, const auto& part, const auto& full) { return chosen ? part == full : part.empty(); };
-        const std::vector<int> vCorners = parts.bCustomIndices ? byCustomIndex(arrays.vTetCorners) : arrays.vTetCorners;
-        const std::vector<int> vInput = parts.bCustomIndices ? byCustomIndex(arrays.vInputVertices) : arrays.vInputVertices;
-        if (!chosenOrEmpty(parts.bCoordinates, some.vCoordinates, arrays.vCoordinates) ||
-            !chosenOrEmpty(parts.bCorners, some.vTetCorners, vCorners) ||
-            !chosenOrEmpty(parts.bNeighbors, some.vTetNeighbors, arrays.vTetNeighbors) || some.vInputVertices != vInput)
+        const auto chosenOrEmpty = [](bool chosen, const auto& part, const auto& whole) { return chosen ? part == whole : part.empty(); };
+        if (!chosenOrEmpty(parts.bCoordinates, some.vCoordinates, full.vCoordinates) ||
+            !chosenOrEmpty(parts.bCorners, some.vTetCorners, full.vTetCorners) ||
+            !chosenOrEmpty(parts.bNeighbors, some.vTetNeighbors, full.vTetNeighbors) || some.vInputVertices != full.vInputVertices)
             return ::testing::AssertionFailure() << "the export of parts " << choice << " differs";
     }
-    MeshArrays withoutNeighbors;
-    dt.exportMesh(withoutNeighbors, false);
-    if (!withoutNeighbors.vTetNeighbors.empty() || withoutNeighbors.vTetCorners != arrays.vTetCorners)
-        return ::testing::AssertionFailure() << "the export without neighbours differs";
-
     std::vector<double> vXyz;
     for (const Point3& q : vQueries) vXyz.insert(vXyz.end(), {q.x(), q.y(), q.z()});
     std::vector<int> vFound(vQueries.size(), -7);
     mesh.dt->locateTetIndices(vXyz.data(), vQueries.size(), vFound.data());
     for (size_t k = 0; k < vQueries.size(); ++k) {
-        if (vFound[k] != tetIndex.at(mesh.dt->locate(vQueries[k])))
+        const Tet3* pFound = mesh.dt->locate(vQueries[k]);
+        if (vFound[k] != (pFound ? std::find(vTets.begin(), vTets.end(), pFound) - vTets.begin() : -1))
             return ::testing::AssertionFailure() << "located index of query " << k;
     }
     return ::testing::AssertionSuccess();
@@ -338,20 +320,6 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
     ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(verticesOf(*mesh.dt).size(), 27u);
     EXPECT_EQ(listing(*mesh.dt), vBefore);
-}
-
-// A non-empty handle list only warns and is refilled.
-TEST(EngineInput, AHandleListHandedInIsRefilled)
-{
-    VESK3D::Vesk_3D dt;
-    Points points = uniformCube(30, 8);
-    Point3 stranger(5, 5, 5);
-    std::vector<Point3*> vHandles{&stranger, &stranger};
-    ::testing::internal::CaptureStdout();
-    dt.insert(points, vHandles);
-    ::testing::internal::GetCapturedStdout();
-    ASSERT_EQ(vHandles.size(), points.size());
-    for (std::size_t i = 0; i < points.size(); ++i) EXPECT_TRUE(vHandles[i] && *vHandles[i] == points[i]) << i;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -82,7 +82,7 @@ private:
 {
     StartupWatch watch(mesh);
     Points copy(vChunk);
-    std::vector<Point3*> vHandles;
+    std::vector<Point3*> vHandles{nullptr}; // stale content: the engine only warns and refills the list
     if (withHandles) mesh.dt->insert(copy, vHandles);
     else mesh.dt->insert(copy);
     mesh.vInputs.insert(mesh.vInputs.end(), vChunk.begin(), vChunk.end());
@@ -135,14 +135,8 @@ private:
 
 const char* modeName(InsertMode mode)
 {
-    switch (mode) {
-    case InsertMode::Batch: return "Batch";
-    case InsertMode::BatchHandles: return "BatchHandles";
-    case InsertMode::Singles: return "Singles";
-    case InsertMode::SeveralBatches: return "SeveralBatches";
-    case InsertMode::Mixed: return "Mixed";
-    }
-    return "?";
+    static const char* const names[] = {"Batch", "BatchHandles", "Singles", "SeveralBatches", "Mixed"};
+    return names[static_cast<int>(mode)];
 }
 
 ::testing::AssertionResult insertPoints(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
