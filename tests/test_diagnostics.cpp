@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <memory>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -45,14 +44,6 @@ CheckRun runCheck(const Vesk_3D& dt, const std::string& label, bool checkSphereI
     run.verdict = dt.checkValidity(label, checkSphereInclusion);
     run.console = testing::internal::GetCapturedStdout();
     return run;
-}
-
-template <typename T>
-std::string streamed(const T& value)
-{
-    std::ostringstream os;
-    os << value;
-    return os.str();
 }
 
 // The vertex as the reports show it: address, "=", then the point's own dump.

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <functional>
 #include <set>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -13,19 +12,14 @@
 
 #include "ExactOracle.h"
 #include "InputFamilies.h"
+#include "WorkDir.h"
 #include <Vesk_3D.h>
 
 using namespace VESK3D;
 using VeskTest::exactOrientSign;
+using VeskTest::streamed;
 
 namespace {
-
-std::string addressText(const void* p)
-{
-    std::ostringstream os;
-    os << p;
-    return os.str();
-}
 
 std::string assertionLine(const std::string& condition)
 {
@@ -166,9 +160,7 @@ TEST(Tet3Records, CornerAndNeighbourQueriesMatchCornerScans)
 TEST(Tet3Records, FailureReports)
 {
     UnitCorners u;
-    std::ostringstream dump;
-    dump << *u.tet.get();
-    const std::string address = addressText(u.tet.get());
+    const std::string dump = streamed(*u.tet.get()), address = streamed(u.tet.get());
     Point3 stranger(5, 5, 5);
     const struct {
         std::function<void()> call;
@@ -179,7 +171,7 @@ TEST(Tet3Records, FailureReports)
         {[&] { u.tet->getIntraTetIndexInOppTetForReg(u.tet.get(), 4); }, assertionLine("false")},
         {[&] { u.tet->getOppVtxInOppTet(2, false); }, "\n      Tet3::getOppVtxInOppTet, ERROR: no neighbor tet\n" + assertionLine("false")},
         {[&] { u.tet->setOppTet(2, u.tet.get()); },
-         "this=" + address + ", pC=" + address + "\n" + dump.str() +
+         "this=" + address + ", pC=" + address + "\n" + dump +
              "\n      Tet3::setOppTet(), ERROR: trying to set *this as neighbor of *this, ith=2\n" + assertionLine("this!=pC")},
         {[&] { u.tet->getEdge(2, 2); }, "\n      Tet3::getEdge(), ERROR: opp3ICI==opp2ICI=2\n" + assertionLine("opp3ICI!=opp2ICI")},
     };
@@ -248,22 +240,19 @@ TEST(Tet3Records, DumpListsCornersNeighboursAndOrientation)
     const std::string aCoordinates[4] = {"       0,        0,        0", "       1,        0,        0", "       0,        1,        0",
                                          "       0,        0,        1"};
     const Point3* aCorners[4] = {&u.a, &u.b, &u.c, &u.d};
-    std::string expected = "Tetrahedron (ID=" + std::to_string(u.tet->getLabel()) + "), (this=" + addressText(u.tet.get()) +
+    std::string expected = "Tetrahedron (ID=" + std::to_string(u.tet->getLabel()) + "), (this=" + streamed(u.tet.get()) +
                            "): hasBeenVisited=1, ownOri=ORI3_ORIENTATION3_POSITIVE\n";
     for (int i = 0; i < 4; ++i) {
-        const std::string neighborText = i == 1 ? addressText(u.tet.get() + 1) : addressText(nullptr) + " (NULL)";
-        expected += "ith=" + std::to_string(i) + ", vertex (" + addressText(aCorners[i]) + "): " + addressText(aCorners[i]) + "\t" +
+        const std::string neighborText = i == 1 ? streamed(u.tet.get() + 1) : streamed(static_cast<const void*>(nullptr)) + " (NULL)";
+        expected += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorners[i]) + "): " + streamed(aCorners[i]) + "\t" +
                     aCoordinates[i] + "  oppTet=" + neighborText + "\n";
     }
-    std::ostringstream os;
-    os << *u.tet.get();
-    EXPECT_EQ(os.str(), expected);
+    EXPECT_EQ(streamed(*u.tet.get()), expected);
     Point3 inPlane(0.5, 0.5, 0);
     for (const auto& [pD, ownOri] : {std::pair<Point3*, std::string>{&u.d, "ORI3_ORIENTATION3_NEGATIVE"}, {&inPlane, "ORI3_ZERO"}}) {
         u.tet->setProperties(&u.a, &u.c, &u.b, pD);
-        std::ostringstream dump;
-        dump << *u.tet.get();
-        EXPECT_NE(dump.str().substr(0, dump.str().find('\n')).find(", ownOri=" + ownOri), std::string::npos);
+        const std::string dump = streamed(*u.tet.get());
+        EXPECT_NE(dump.substr(0, dump.find('\n')).find(", ownOri=" + ownOri), std::string::npos);
     }
 }
 
@@ -299,12 +288,10 @@ TEST(Edge3Handles, DumpsOfEdgeAndCirculator)
 {
     UnitCorners u;
     const Edge3 e(u.tet.get(), 3, 1);
-    const std::string expectedEdge = "Edge (pTet" + addressText(u.tet.get()) + "): \nopp3ICI=3, " + addressText(&u.d) +
-                                     "\nopp2ICI=1, " + addressText(&u.b) + "\nsrcICI=0, " + addressText(&u.a) + "\ntrgICI=2, " +
-                                     addressText(&u.c) + "\n";
-    std::ostringstream os;
-    os << e;
-    EXPECT_EQ(os.str(), expectedEdge);
+    const std::string expectedEdge = "Edge (pTet" + streamed(u.tet.get()) + "): \nopp3ICI=3, " + streamed(&u.d) +
+                                     "\nopp2ICI=1, " + streamed(&u.b) + "\nsrcICI=0, " + streamed(&u.a) + "\ntrgICI=2, " +
+                                     streamed(&u.c) + "\n";
+    EXPECT_EQ(streamed(e), expectedEdge);
     const std::string rule(35, '-');
     testing::internal::CaptureStdout();
     TetAroundEdgeIterator(e).debug();

@@ -123,13 +123,6 @@ Points coplanarOnly(int n, std::uint64_t seed)
     return points;
 }
 
-Points coplanarPlusOne(int n, std::uint64_t seed)
-{
-    Points points = coplanarOnly(n, seed);
-    points.emplace_back(1.5, -2.0, 7.25);
-    return points;
-}
-
 Points collinear(int n, std::uint64_t seed)
 {
     std::mt19937_64 rng(seed);
@@ -148,12 +141,6 @@ static Points largeOffset(int n, std::uint64_t seed, int exponent)
     Points points = uniformCube(n, seed, 0.0, 1000.0);
     for (Point3& p : points) p.exchange(p.x() + offset, p.y() - offset, p.z() + 0.5 * offset);
     return points;
-}
-
-// Uniform points in a cube of side 2^-40.
-static Points tinyScale(int n, std::uint64_t seed)
-{
-    return uniformCube(n, seed, 0.0, std::ldexp(1.0, -40));
 }
 
 Points withDuplicates(const Points& points, std::uint64_t seed, double duplicateFraction)
@@ -180,10 +167,15 @@ const std::vector<Family>& allFamilies()
         {"gaussianClusters", [](int n, std::uint64_t s) { return gaussianClusters(n, s); }},
         {"nearSphere", [](int n, std::uint64_t s) { return nearSphere(n, s); }},
         {"grid", [](int n, std::uint64_t s) { return integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s); }},
-        {"coplanarPlusOne", [](int n, std::uint64_t s) { return coplanarPlusOne(n - 1, s); }},
+        {"coplanarPlusOne",
+         [](int n, std::uint64_t s) {
+             Points points = coplanarOnly(n - 1, s);
+             points.emplace_back(1.5, -2.0, 7.25);
+             return points;
+         }},
         {"largeOffset30", [](int n, std::uint64_t s) { return largeOffset(n, s, 30); }},
         {"largeOffset40", [](int n, std::uint64_t s) { return largeOffset(n, s, 40); }},
-        {"tinyScale", [](int n, std::uint64_t s) { return tinyScale(n, s); }},
+        {"tinyScale", [](int n, std::uint64_t s) { return uniformCube(n, s, 0.0, std::ldexp(1.0, -40)); }},
         {"uniformWithDuplicates", [](int n, std::uint64_t s) { return withDuplicates(uniformCube(n, s), s + 1, 0.3); }},
         {"coplanarOnly", [](int n, std::uint64_t s) { return coplanarOnly(n, s); }},
         {"collinear", [](int n, std::uint64_t s) { return collinear(n, s); }},

@@ -24,8 +24,6 @@ Points integerGrid(int n, std::uint64_t seed);
 Points tinyGridWithDuplicates(std::uint64_t seed);
 // Integer points on the plane x + 2y - z == 3 (all exactly coplanar).
 Points coplanarOnly(int n, std::uint64_t seed);
-// coplanarOnly(n) followed by one point off that plane.
-Points coplanarPlusOne(int n, std::uint64_t seed);
 // Integer multiples of (3, -1, 2) shifted by (1, 5, -7): all exactly collinear.
 Points collinear(int n, std::uint64_t seed);
 // The points plus copies of random members (the zero coordinates of some copies negated), shuffled.
