@@ -84,26 +84,6 @@ TEST(HC3Keys, CurveVisitsEveryCellOnceThroughFaceNeighbours)
     }
 }
 
-TEST(HC3Registry, VerticesAreFreshCopiesAndHandleListsStartEmpty)
-{
-    HC3 reg;
-    SimplePool<Tet3> tetPool;
-    Point3 p(1, 2, 3);
-    p.setCustomIndex(42);
-    p.setOneTet(newTet(tetPool));
-    Point3* pVtx = reg.insert(p).first;
-    EXPECT_NE(pVtx, &p);
-    EXPECT_EQ(*pVtx, p);
-    EXPECT_EQ(pVtx->getCustomIndex(), 42);
-    EXPECT_EQ(pVtx->getOneTet(), nullptr);
-
-    std::vector<Point3*> vHandles(1, nullptr), vNew;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vHandles, vNew), VeskException);
-    testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(vNew.empty());
-}
-
 namespace {
 
 // Drives the registry with mixed single and batch insertions and checks it against the model.
@@ -147,9 +127,14 @@ protected:
     void insertSingle(const Point3& p)
     {
         const bool bNew = handles.count(Coords(p.x(), p.y(), p.z())) == 0;
-        const std::pair<Point3*, Tet3*> result = reg.insert(p);
+        Point3 input(p);
+        input.setCustomIndex(++numSingles);
+        input.setOneTet(vTets[0]);
+        const std::pair<Point3*, Tet3*> result = reg.insert(input);
         checkHandle(p, result.first, bNew);
-        if (++numSingles % 25 != 0) return;
+        // A new vertex is a copy of the input's coordinates and custom index, without a tetrahedron.
+        if (bNew) ASSERT_TRUE(result.first != &input && result.first->getCustomIndex() == numSingles && !result.first->getOneTet());
+        if (numSingles % 25 != 0) return;
         // The hint: the vertex's own tetrahedron, else the one of the entry before it (after it
         // for the first entry).
         const std::vector<Point3*> vOrder = modelOrder();
@@ -244,4 +229,10 @@ TEST_F(HC3AgainstModel, MixedInsertionsWithGrowingBoxAndManyDuplicates)
     // A single point far outside re-keys too.
     ASSERT_NO_FATAL_FAILURE(insertSingle(Point3(-10 * spread, 3 * spread, 0.5)));
     ASSERT_NO_FATAL_FAILURE(checkOrder());
+    // A handle list must come in empty.
+    std::vector<Point3*> vStale(1, nullptr), vNew;
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vStale, vNew), VeskException);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(vNew.empty());
 }
