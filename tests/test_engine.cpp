@@ -14,12 +14,10 @@
 
 #include <gtest/gtest.h>
 
-#include <Dt3.h>
 #include <Edge3.h>
 #include <TetAroundEdgeIterator.h>
 #include <Vesk_3D.h>
 
-#include "ExactOracle.h"
 #include "InputFamilies.h"
 #include "MeshBuilder.h"
 #include "MeshChecker.h"
@@ -322,59 +320,10 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
     EXPECT_EQ(listing(*mesh.dt), vBefore);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Start-up: while no tetrahedron exists the engine must build its first one from the first
-// quadruple of registry positions i < j < k < l, in lexicographic order, whose points span a volume
-// (first two swapped when negatively oriented). The oracle is the plain quartic search over the
-// registry order with exact orientation signs.
+// Start-up: the insertion helpers check after every single insertion on a small registry that the
+// engine's state (no tetrahedron, or its first one) is the plain search's choice.
 
 namespace {
-
-using Quadruple = std::array<const Point3*, 4>;
-const Quadruple none{};
-
-Quadruple plainFirstQuadruple(const std::vector<Point3*>& v)
-{
-    const std::size_t n = v.size();
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = i + 1; j < n; ++j)
-            for (std::size_t k = j + 1; k < n; ++k)
-                for (std::size_t l = k + 1; l < n; ++l) {
-                    const int sign = exactOrientSign(*v[i], *v[j], *v[k], *v[l]);
-                    if (sign > 0) return {v[i], v[j], v[k], v[l]};
-                    if (sign < 0) return {v[j], v[i], v[k], v[l]};
-                }
-    return none;
-}
-
-// Registers `held` as one batch, then `singles` one at a time; after every call the engine's choice
-// (no tetrahedron, or its first one) must be the plain search's. Returns whether the phase ended.
-bool expectPlainSearchChoice(const Points& held, const Points& singles, const std::string& label)
-{
-    VESK3D::Dt3 dt(nullptr);
-    ::testing::internal::CaptureStdout();
-    if (!held.empty()) {
-        std::vector<Point3*> vHandles;
-        dt.insert(held, vHandles);
-    }
-    bool ended = false;
-    for (std::size_t i = 0; i <= singles.size() && !ended; ++i) {
-        if (i > 0) dt.insert(singles[i - 1]);
-        std::vector<Point3*> vVertices;
-        dt.getVertices(vVertices);
-        const Quadruple expected = plainFirstQuadruple(vVertices);
-        ended = expected != none;
-        EXPECT_EQ(dt.is3D(), ended) << label << " after " << i << " single insertions";
-        if (!ended || !dt.is3D()) continue;
-        std::vector<Tet3*> vTets;
-        dt.getAllTetrahedra(vTets);
-        const Tet3* t = vTets.size() == 1 ? vTets[0] : nullptr;
-        EXPECT_TRUE(t && expected == Quadruple({t->getCorner(0), t->getCorner(1), t->getCorner(2), t->getCorner(3)}))
-            << label << " after " << i << " single insertions";
-    }
-    ::testing::internal::GetCapturedStdout();
-    return ended;
-}
 
 // Points o + a*u + b*v + c*w with small integer a, b, c and integer o, u, v, w: on the line (b = c
 // = 0), the plane (c = 0) or off it with the given percentages, duplicates included. Exact in double.
@@ -406,21 +355,25 @@ TEST(EngineStartup, FirstTetrahedronIsThePlainSearchChoice)
     for (std::uint64_t seed = 1; seed <= 150; ++seed) {
         const int percentOnLine = static_cast<int>(seed % 5) * 20;
         const int percentOnPlane = static_cast<int>(seed % 3) * (100 - percentOnLine) / 2;
+        BuiltMesh mesh;
         const Points points = affineFrameMix(seed, 14, percentOnLine, percentOnPlane, 1 + static_cast<int>(seed % 4));
-        numEnded += expectPlainSearchChoice({}, points, "mix seed " + std::to_string(seed));
+        EXPECT_TRUE(insertPoints(mesh, points, InsertMode::Singles, seed)) << "mix seed " << seed;
+        numEnded += mesh.dt->is3D();
     }
     // The mixes must reach both outcomes often, or the comparison proves little.
     EXPECT_GT(numEnded, 40);
     EXPECT_LT(numEnded, 140);
+    // A held degenerate batch puts many points before and after the one that ends the phase.
     for (std::uint64_t seed = 1; seed <= 40; ++seed) {
-        const std::string label = "seed " + std::to_string(seed);
-        EXPECT_TRUE(expectPlainSearchChoice({}, uniformCube(6, seed), "uniform " + label));
-        expectPlainSearchChoice({}, tinyGridWithDuplicates(seed), "grid " + label);
-        // A held degenerate batch puts many points before and after the one that ends the phase.
         const Points line = collinear(12, seed);
-        EXPECT_TRUE(expectPlainSearchChoice(coplanarOnly(22, seed), {Point3(1.5, -2.0, 7.25)}, "plane " + label));
-        EXPECT_TRUE(expectPlainSearchChoice(line, {Point3(13, 1, 2), Point3(0.25, 0.5, 0.125)}, "line " + label));
-        expectPlainSearchChoice(withDuplicates(line, seed, 0.5), affineFrameMix(seed, 6, 30, 50, 2), "line and mix " + label);
+        const std::pair<Points, Points> heldThenSingles[] = {{coplanarOnly(22, seed), {Point3(1.5, -2.0, 7.25)}},
+                                                             {line, {Point3(13, 1, 2), Point3(0.25, 0.5, 0.125)}},
+                                                             {withDuplicates(line, seed, 0.5), affineFrameMix(seed, 6, 30, 50, 2)}};
+        for (const auto& [held, singles] : heldThenSingles) {
+            BuiltMesh mesh;
+            EXPECT_TRUE(insertPoints(mesh, held, InsertMode::Batch, seed)) << "seed " << seed;
+            EXPECT_TRUE(insertPoints(mesh, singles, InsertMode::Singles, seed)) << "seed " << seed;
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <unordered_set>
 
+#include "ExactOracle.h"
 #include "MeshChecker.h"
 
 using VESK3D::Point3;
@@ -30,8 +31,29 @@ std::array<double, 3> coordKey(const Point3& p)
     return ::testing::AssertionSuccess();
 }
 
-// Records what the start-up rules may leave held when a call creates the first tetrahedron: the
-// single-point path triangulates only the first tetrahedron; a batch triangulates the earlier
+using Quadruple = std::array<const Point3*, 4>;
+
+// The first quadruple of registry positions i < j < k < l, in lexicographic order, whose points span
+// a volume, the first two swapped when negatively oriented; none (all null) while they are coplanar.
+Quadruple plainFirstQuadruple(const std::vector<Point3*>& v)
+{
+    const std::size_t n = v.size();
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = i + 1; j < n; ++j)
+            for (std::size_t k = j + 1; k < n; ++k)
+                for (std::size_t l = k + 1; l < n; ++l) {
+                    const int sign = exactOrientSign(*v[i], *v[j], *v[k], *v[l]);
+                    if (sign > 0) return {v[i], v[j], v[k], v[l]};
+                    if (sign < 0) return {v[j], v[i], v[k], v[l]};
+                }
+    return {};
+}
+
+// The quartic search is affordable up to this many registered points.
+constexpr std::size_t maxSearchedRegistry = 24;
+
+// Watches the start-up rules. The single-point path builds only the first tetrahedron, from the
+// plain search's quadruple, and leaves the other points held; a batch triangulates the earlier
 // points too unless the registry's size happens to equal the batch's.
 class StartupWatch {
 public:
@@ -40,18 +62,25 @@ public:
         if (!wasFull) mesh.dt->getVertices(vBefore);
     }
 
-    void afterSingle(BuiltMesh& mesh) const
+    ::testing::AssertionResult afterSingle(BuiltMesh& mesh) const
     {
-        if (wasFull || !mesh.dt->is3D()) return;
-        std::unordered_set<const Point3*> corners;
-        for (const Tet3* t : allTetrahedra(*mesh.dt)) {
-            for (int i = 0; i < 4; ++i) corners.insert(t->getCorner(i));
-        }
+        if (wasFull) return ::testing::AssertionSuccess();
         std::vector<Point3*> vNow;
         mesh.dt->getVertices(vNow);
-        for (const Point3* p : vNow) {
-            if (!corners.count(p)) mesh.vMayBeHeld.push_back(*p);
+        const Tets vTets = allTetrahedra(*mesh.dt);
+        const Quadruple built = vTets.size() == 1 ? Quadruple{vTets[0]->getCorner(0), vTets[0]->getCorner(1), vTets[0]->getCorner(2),
+                                                              vTets[0]->getCorner(3)}
+                                                  : Quadruple{};
+        if (vNow.size() <= maxSearchedRegistry && built != plainFirstQuadruple(vNow))
+            return ::testing::AssertionFailure() << "the start-up state after " << vNow.size() << " points is not the plain search's choice";
+        std::unordered_set<const Point3*> corners;
+        for (const Tet3* t : vTets) {
+            for (int i = 0; i < 4; ++i) corners.insert(t->getCorner(i));
         }
+        for (const Point3* p : vNow) {
+            if (!vTets.empty() && !corners.count(p)) mesh.vMayBeHeld.push_back(*p);
+        }
+        return ::testing::AssertionSuccess();
     }
 
     void afterBatch(BuiltMesh& mesh, std::size_t batchSize) const
@@ -74,8 +103,8 @@ private:
     Point3 copy(p);
     Point3* pVertex = mesh.dt->insert(copy);
     mesh.vInputs.push_back(p);
-    watch.afterSingle(mesh);
-    return checkHandle(mesh, p, pVertex);
+    ::testing::AssertionResult result = watch.afterSingle(mesh);
+    return result ? checkHandle(mesh, p, pVertex) : result;
 }
 
 ::testing::AssertionResult insertChunk(BuiltMesh& mesh, const Points& vChunk, bool withHandles)
