@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "InputFamilies.h"
+#include "MeshBuilder.h"
 #include "MeshChecker.h"
 #include "WorkDir.h"
 
@@ -20,15 +21,6 @@ using namespace VESK3D;
 using namespace VeskTest;
 
 namespace {
-
-std::unique_ptr<Vesk_3D> triangulate(std::vector<Point3> vPoints)
-{
-    auto dt = std::make_unique<Vesk_3D>();
-    testing::internal::CaptureStdout();
-    dt->insert(vPoints);
-    testing::internal::GetCapturedStdout();
-    return dt;
-}
 
 struct CheckRun {
     std::string label;
@@ -194,7 +186,7 @@ TEST(CorruptedMesh, AVertexOnTheWrongSideIsReportedWithItsTetrahedron)
     for (const auto& c : cases)
         for (const Points& input : c.inputs) {
             TempWorkDir dir;
-            auto dt = triangulate(input);
+            auto dt = buildQuietly(input).dt;
             const Tets vTets = allTetrahedra(*dt);
             const Defect expected = c.corrupt(vTets);
             expectNegativeSideReport(runCheck(*dt, "corrupted", c.checkSphereInclusion), dir, *dt, expected, c.side);
@@ -208,7 +200,7 @@ TEST(CorruptedMesh, AVertexOnTheWrongSideIsReportedWithItsTetrahedron)
 TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
 {
     TempWorkDir dir;
-    auto dt = triangulate({Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(1.2, 1.2, 1.2)});
+    auto dt = buildQuietly({Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(1.2, 1.2, 1.2)}).dt;
     const Tets vTets = allTetrahedra(*dt);
     ASSERT_EQ(vTets.size(), 2u);
     const int facet = vTets[0]->getIntraTetIndex(vTets[1]);
@@ -242,7 +234,7 @@ TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
 TEST(CorruptedMesh, AVisitedMarkLeftOnATetrahedronThrows)
 {
     TempWorkDir dir;
-    auto dt = triangulate(uniformCube(200, 7));
+    auto dt = buildQuietly(uniformCube(200, 7)).dt;
     const Tets vTets = allTetrahedra(*dt);
     Tet3* pTet = vTets[vTets.size() / 2];
     pTet->hasBeenVisited = true;
@@ -271,7 +263,7 @@ TEST(DumpFiles, AreNumberedFromZeroInEachProcess)
             bool bNumberedInOrder = false;
             {
                 TempWorkDir dir;
-                auto dt = triangulate(uniformCube(50, 8));
+                auto dt = buildQuietly(uniformCube(50, 8)).dt;
                 swapCorners(allTetrahedra(*dt));
                 runCheck(*dt, "first", true);
                 runCheck(*dt, "second", true);
@@ -289,7 +281,7 @@ TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
     TempWorkDir dir;
     for (const Family& family : allFamilies()) {
         SCOPED_TRACE(family.name);
-        auto dt = triangulate(family.make(300, 11));
+        auto dt = buildQuietly(family.make(300, 11)).dt;
         const Tets vTets = allTetrahedra(*dt);
         for (bool bSphere : {true, false}) {
             const CheckRun run = runCheck(*dt, family.name, bSphere);
@@ -302,7 +294,7 @@ TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
 
 TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 {
-    auto dt = triangulate(uniformCube(40, 31));
+    auto dt = buildQuietly(uniformCube(40, 31)).dt;
     const Tets vTets = allTetrahedra(*dt);
     std::string expected = "\n\n**** Dt3::print(forty), numTets=" + std::to_string(vTets.size()) + "\n";
     for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
@@ -314,10 +306,9 @@ TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
 {
     TempWorkDir dir;
-    auto dt = triangulate(uniformCube(30, 41));
+    auto dt = buildQuietly(uniformCube(30, 41)).dt;
     const Tets vTets = allTetrahedra(*dt);
-    std::vector<Point3*> vVertices;
-    dt->getVertices(vVertices);
+    const std::vector<Point3*> vVertices = allVertices(*dt);
     Point3* pMarked = vVertices[vVertices.size() / 2];
 
     const int start = rotationCursor();

@@ -42,20 +42,6 @@ constexpr int largestFamilySize = 120;
 // Meshes up to this size also get every query compared with brute force.
 constexpr int largestQueriedSize = 40;
 
-BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
-{
-    BuiltMesh mesh;
-    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
-    return mesh;
-}
-
-std::vector<Point3*> verticesOf(const VESK3D::Vesk_3D& dt)
-{
-    std::vector<Point3*> vVertices;
-    dt.getVertices(vVertices);
-    return vVertices;
-}
-
 Point3 weighted(const Point3& a, const Point3& b, double wa, double wb)
 {
     return Point3(wa * a.x() + wb * b.x(), wa * a.y() + wb * b.y(), wa * a.z() + wb * b.z());
@@ -132,7 +118,7 @@ MeshArrays flattened(const BuiltMesh& mesh, const Tets& vTets, const std::vector
 ::testing::AssertionResult exportAgrees(const BuiltMesh& mesh, const Tets& vTets, const Points& vQueries)
 {
     const VESK3D::Vesk_3D& dt = *mesh.dt;
-    const std::vector<Point3*> vVertices = verticesOf(dt);
+    const std::vector<Point3*> vVertices = allVertices(dt);
     if (dt.getNumVertices() != vVertices.size()) return ::testing::AssertionFailure() << "getNumVertices " << dt.getNumVertices();
     const MeshArrays expected = flattened(mesh, vTets, vVertices, false);
     MeshArrays plain{{1.0}, {2}, {3}, {4}}, withoutNeighbors{{1.0}, {2}, {3}, {4}};
@@ -180,7 +166,7 @@ MeshArrays flattened(const BuiltMesh& mesh, const Tets& vTets, const std::vector
         for (int opp3 = 0; opp3 < 4; ++opp3)
             for (int opp2 = 0; opp2 < 4; ++opp2)
                 if (opp3 != opp2 && !circulationAgrees(vTets, t, opp3, opp2)) return circulationAgrees(vTets, t, opp3, opp2);
-    for (Point3* v : verticesOf(*mesh.dt)) {
+    for (Point3* v : allVertices(*mesh.dt)) {
         ::testing::AssertionResult result = starAgrees(*mesh.dt, vTets, v);
         if (!result) return result;
     }
@@ -316,7 +302,7 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
     EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
     EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
     ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(verticesOf(*mesh.dt).size(), 27u);
+    EXPECT_EQ(allVertices(*mesh.dt).size(), 27u);
     EXPECT_EQ(listing(*mesh.dt), vBefore);
 }
 

@@ -12,6 +12,8 @@
 
 #include "ExactOracle.h"
 #include "InputFamilies.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
 #include "WorkDir.h"
 #include <Vesk_3D.h>
 
@@ -57,16 +59,8 @@ int permutationParity(const int (&perm)[4])
 
 // The 3x3x3 grid, shuffled: interior and hull edges of every valence.
 struct GridMesh {
-    Vesk_3D dt;
-    std::vector<Tet3*> vTets;
-    GridMesh()
-    {
-        std::vector<Point3> vPoints = VeskTest::integerGrid(3, 7);
-        testing::internal::CaptureStdout();
-        dt.insert(vPoints);
-        dt.getTetrahedra(vTets);
-        testing::internal::GetCapturedStdout();
-    }
+    VeskTest::BuiltMesh mesh = VeskTest::buildQuietly(VeskTest::integerGrid(3, 7));
+    std::vector<Tet3*> vTets = VeskTest::allTetrahedra(*mesh.dt);
 };
 
 std::set<const Point3*> cornersWithout(const Tet3* pTet, int opp)

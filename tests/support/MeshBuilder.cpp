@@ -57,16 +57,12 @@ constexpr std::size_t maxSearchedRegistry = 24;
 // points too unless the registry's size happens to equal the batch's.
 class StartupWatch {
 public:
-    explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D())
-    {
-        if (!wasFull) mesh.dt->getVertices(vBefore);
-    }
+    explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D()), vBefore(wasFull ? std::vector<Point3*>{} : allVertices(*mesh.dt)) {}
 
     ::testing::AssertionResult afterSingle(BuiltMesh& mesh) const
     {
         if (wasFull) return ::testing::AssertionSuccess();
-        std::vector<Point3*> vNow;
-        mesh.dt->getVertices(vNow);
+        const std::vector<Point3*> vNow = allVertices(*mesh.dt);
         const Tets vTets = allTetrahedra(*mesh.dt);
         const Quadruple built = vTets.size() == 1 ? Quadruple{vTets[0]->getCorner(0), vTets[0]->getCorner(1), vTets[0]->getCorner(2),
                                                               vTets[0]->getCorner(3)}
@@ -86,9 +82,7 @@ public:
     void afterBatch(BuiltMesh& mesh, std::size_t batchSize) const
     {
         if (wasFull || !mesh.dt->is3D()) return;
-        std::vector<Point3*> vNow;
-        mesh.dt->getVertices(vNow);
-        if (vNow.size() != batchSize) return;
+        if (allVertices(*mesh.dt).size() != batchSize) return;
         for (const Point3* p : vBefore) mesh.vMayBeHeld.push_back(*p);
     }
 
@@ -150,8 +144,7 @@ private:
 // Handles stay valid for the life of the triangulation: all of them must still be registered.
 ::testing::AssertionResult checkHandlesRegistered(const BuiltMesh& mesh)
 {
-    std::vector<Point3*> vVertices;
-    mesh.dt->getVertices(vVertices);
+    const std::vector<Point3*> vVertices = allVertices(*mesh.dt);
     const std::unordered_set<const Point3*> registered(vVertices.begin(), vVertices.end());
     for (const auto& entry : mesh.vertexOf) {
         if (!registered.count(entry.second)) return ::testing::AssertionFailure() << "a vertex handed back earlier is no longer registered";
@@ -191,6 +184,13 @@ const char* modeName(InsertMode mode)
     ::testing::internal::GetCapturedStdout();
     if (!result) return result;
     return checkHandlesRegistered(mesh);
+}
+
+BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    BuiltMesh mesh;
+    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
+    return mesh;
 }
 
 ::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName)

@@ -335,9 +335,7 @@ AssertionResult checkTetrahedralization(const MeshView& mesh, const Points& vInp
 
 AssertionResult checkMesh(const VESK3D::Vesk_3D& dt, const Points& vInputs, const Points& vMayBeHeld)
 {
-    MeshView mesh{{}, allTetrahedra(dt), dt.is3D()};
-    dt.getVertices(mesh.vVertices);
-    return checkTetrahedralization(mesh, vInputs, vMayBeHeld);
+    return checkTetrahedralization(MeshView{allVertices(dt), allTetrahedra(dt), dt.is3D()}, vInputs, vMayBeHeld);
 }
 
 int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
@@ -401,6 +399,13 @@ Tets allTetrahedra(const VESK3D::Vesk_3D& dt)
     Tets vTets;
     if (dt.is3D()) dt.getTetrahedra(vTets);
     return vTets;
+}
+
+std::vector<Point3*> allVertices(const VESK3D::Vesk_3D& dt)
+{
+    std::vector<Point3*> vVertices;
+    dt.getVertices(vVertices);
+    return vVertices;
 }
 
 Listing listing(const VESK3D::Vesk_3D& dt)

@@ -43,6 +43,7 @@ bool onHullFacetOf(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
 
 // getTetrahedra, asked only in the full-dimensional state (before it, it prints a line and returns nothing).
 Tets allTetrahedra(const VESK3D::Vesk_3D& dt);
+std::vector<VESK3D::Point3*> allVertices(const VESK3D::Vesk_3D& dt);
 // The tetrahedra whose closure contains q.
 Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
 // Whether dt.locate(q) answers as brute force over vTets (the mesh's tetrahedra) says it must: a
