@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -222,29 +223,25 @@ TEST(EngineDriver, LargeInputs)
 
 namespace {
 
+// The points with f applied to every coordinate.
+Points transformed(Points vPoints, const std::function<double(double)>& f)
+{
+    for (Point3& p : vPoints) {
+        const double x = f(p.x()), y = f(p.y());
+        p.exchange(x, y, f(p.z()));
+    }
+    return vPoints;
+}
+
 Points scaled(const Points& vPoints, int exponent)
 {
-    Points vScaled;
-    for (const Point3& p : vPoints) vScaled.emplace_back(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
-    return vScaled;
+    return transformed(vPoints, [exponent](double v) { return std::ldexp(v, exponent); });
 }
 
 // Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
 Points integerUniform(int n, std::uint64_t seed)
 {
-    Points vPoints = uniformCube(n, seed, 0.0, 0x1p20);
-    for (Point3& p : vPoints) p.exchange(std::floor(p.x()), std::floor(p.y()), std::floor(p.z()));
-    return vPoints;
-}
-
-// The grid with every zero coordinate moved a few units in the last place: subnormals beside 1..4.
-Points gridWithSubnormalZeros(int n, std::uint64_t seed)
-{
-    Points vPoints = integerGrid(n, seed);
-    int k = 0;
-    auto moved = [&k](double v) { return v != 0.0 ? v : std::ldexp(double(k++ % 7 - 3), -1074); };
-    for (Point3& p : vPoints) p.exchange(moved(p.x()), moved(p.y()), moved(p.z()));
-    return vPoints;
+    return transformed(uniformCube(n, seed, 0.0, 0x1p20), [](double v) { return std::floor(v); });
 }
 
 } // namespace
@@ -260,7 +257,9 @@ TEST(EngineScale, EveryScaleOfTheDoubleRangeGivesTheSameTetrahedra)
     };
     const Case cases[] = {{"integerUniform", integerUniform(150, 3), -1074},
                           {"grid", integerGrid(5, 4), -1074},
-                          {"gridWithSubnormalZeros", gridWithSubnormalZeros(5, 5), 0}};
+                          // Every zero moved a few units in the last place: subnormals beside 1..4.
+                          {"gridWithSubnormalZeros",
+                           transformed(integerGrid(5, 5), [k = 0](double v) mutable { return v != 0.0 ? v : std::ldexp(k++ % 7 - 3, -1074); }), 0}};
     for (const Case& c : cases) {
         for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
             BuiltMesh reference = buildQuietly(c.vPoints, mode, 7);
@@ -284,8 +283,7 @@ TEST(EngineScale, MixedMagnitudesAndOverflowingDifferences)
     for (const Point3& p : scaled(integerUniform(40, 2), 950)) vMixed.push_back(p);
     for (const Point3& p : scaled(integerUniform(40, 3), -20)) vMixed.push_back(p);
     shuffle(vMixed, 4);
-    Points vSpanning = scaled(integerGrid(4, 5), 1022);
-    for (Point3& p : vSpanning) p.exchange(p.x() - 0x1.8p1023, p.y() - 0x1.8p1023, p.z() - 0x1.8p1023);
+    const Points vSpanning = transformed(scaled(integerGrid(4, 5), 1022), [](double v) { return v - 0x1.8p1023; });
     for (const Points& vPoints : {vMixed, vSpanning}) {
         for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(buildAndCheck(vPoints, mode, 6, "mixed magnitudes"));
     }
