@@ -122,20 +122,22 @@ private:
     return ::testing::AssertionSuccess();
 }
 
-::testing::AssertionResult insertInChunks(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
+// Hands the points over in the mode's call pattern.
+::testing::AssertionResult insertInPattern(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
 {
+    if (mode == InsertMode::Batch || mode == InsertMode::BatchHandles) return insertChunk(mesh, vPoints, mode == InsertMode::BatchHandles);
     std::mt19937_64 rng(seed);
     const std::size_t maxChunk = std::max<std::size_t>(1, vPoints.size() / 3);
     for (std::size_t first = 0; first < vPoints.size();) {
-        if (mode == InsertMode::Mixed && rng() % 2 == 0) {
-            ::testing::AssertionResult result = insertSingle(mesh, vPoints[first++]);
-            if (!result) return result;
-            continue;
+        ::testing::AssertionResult result = ::testing::AssertionSuccess();
+        if (mode == InsertMode::Singles || (mode == InsertMode::Mixed && rng() % 2 == 0)) {
+            result = insertSingle(mesh, vPoints[first++]);
+        } else {
+            const std::size_t size = std::min(vPoints.size() - first, 1 + static_cast<std::size_t>(rng() % maxChunk));
+            result = insertChunk(mesh, Points(vPoints.begin() + first, vPoints.begin() + first + size),
+                                 mode == InsertMode::SeveralBatches || rng() % 2 == 0);
+            first += size;
         }
-        const std::size_t size = std::min(vPoints.size() - first, 1 + static_cast<std::size_t>(rng() % maxChunk));
-        const Points vChunk(vPoints.begin() + first, vPoints.begin() + first + size);
-        first += size;
-        ::testing::AssertionResult result = insertChunk(mesh, vChunk, mode == InsertMode::SeveralBatches || rng() % 2 == 0);
         if (!result) return result;
     }
     return ::testing::AssertionSuccess();
@@ -166,15 +168,7 @@ const char* modeName(InsertMode mode)
     ::testing::internal::CaptureStdout();
     ::testing::AssertionResult result = ::testing::AssertionSuccess();
     try {
-        switch (mode) {
-        case InsertMode::Batch:
-        case InsertMode::BatchHandles: result = insertChunk(mesh, vPoints, mode == InsertMode::BatchHandles); break;
-        case InsertMode::Singles:
-            for (std::size_t i = 0; i < vPoints.size() && result; ++i) result = insertSingle(mesh, vPoints[i]);
-            break;
-        case InsertMode::SeveralBatches:
-        case InsertMode::Mixed: result = insertInChunks(mesh, vPoints, mode, seed); break;
-        }
+        result = insertInPattern(mesh, vPoints, mode, seed);
     } catch (const std::exception&) {
         const std::string output = ::testing::internal::GetCapturedStdout();
         // The cause was printed just before the throw.
