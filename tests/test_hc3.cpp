@@ -17,17 +17,6 @@ using namespace VESK3D;
 
 namespace {
 
-// A tetrahedron record set up the way the engine does it; its corners are scratch points, since
-// the tests link tetrahedra to registry vertices by hand.
-Tet3* newTet(SimplePool<Tet3>& pool)
-{
-    static Point3 aCorners[4];
-    if (pool.getNumContainers() == 0) pool.init(16, -1);
-    Tet3* pTet = pool.getNewRecord();
-    pTet->setProperties(&aCorners[0], &aCorners[1], &aCorners[2], &aCorners[3]);
-    return pTet;
-}
-
 std::vector<Point3*> registerBatch(HC3& reg, const std::vector<Point3>& vPoints, std::vector<Point3*>* pNew = nullptr)
 {
     std::vector<Point3*> vHandles, vNew;
@@ -129,7 +118,7 @@ protected:
         const bool bNew = handles.count(Coords(p.x(), p.y(), p.z())) == 0;
         Point3 input(p);
         input.setCustomIndex(++numSingles);
-        input.setOneTet(vTets[0]);
+        input.setOneTet(tet(0));
         const std::pair<Point3*, Tet3*> result = reg.insert(input);
         checkHandle(p, result.first, bNew);
         // A new vertex is a copy of the input's coordinates and custom index, without a tetrahedron.
@@ -178,7 +167,7 @@ protected:
     // the nearest one before it.
     void attachTetsAndCheckStartTets(double spread)
     {
-        for (auto& coordsHandle : handles) coordsHandle.second->setOneTet(rng() % 8 == 0 ? vTets[rng() % vTets.size()] : nullptr);
+        for (auto& coordsHandle : handles) coordsHandle.second->setOneTet(rng() % 8 == 0 ? tet(rng()) : nullptr);
         const std::vector<Point3*> vOrder = modelOrder();
         for (int q = 0; q < 40; ++q) {
             const Point3 probe = randomPoint(spread * 1.2);
@@ -191,17 +180,13 @@ protected:
         }
     }
 
-    void SetUp() override
-    {
-        for (int i = 0; i < 16; ++i) vTets.push_back(newTet(tetPool));
-    }
-
     std::mt19937 rng{20240607};
     int numSingles = 0;
     HC3 reg;
     std::map<Coords, Point3*> handles;
-    SimplePool<Tet3> tetPool;
-    std::vector<Tet3*> vTets;
+    // Tetrahedra are only addresses to the registry, which never reads them.
+    alignas(Tet3) unsigned char aTetStorage[16][sizeof(Tet3)];
+    Tet3* tet(std::size_t i) { return reinterpret_cast<Tet3*>(aTetStorage[i % 16]); }
 };
 
 } // namespace
