@@ -309,26 +309,14 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
 
 namespace {
 
-// Points o + a*u + b*v + c*w with small integer a, b, c and integer o, u, v, w: on the line (b = c
-// = 0), the plane (c = 0) or off it with the given percentages, duplicates included. Exact in double.
-Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int coefficientRange)
+// Small integer coefficients on a random integer frame, duplicates included.
+Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int range)
 {
     std::mt19937_64 rng(seed);
-    auto integer = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    std::array<std::array<int, 3>, 4> frame;
+    Frame frame;
     for (auto& vector : frame)
-        for (int& component : vector) component = integer(-9, 9);
-    Points points;
-    for (int i = 0; i < n; ++i) {
-        const int kind = integer(1, 100);
-        const int a = integer(-coefficientRange, coefficientRange);
-        const int b = kind <= percentOnLine ? 0 : integer(-coefficientRange, coefficientRange);
-        const int c = kind <= percentOnLine + percentOnPlane ? 0 : integer(-coefficientRange, coefficientRange);
-        std::array<double, 3> p;
-        for (int axis = 0; axis < 3; ++axis) p[axis] = frame[0][axis] + a * frame[1][axis] + b * frame[2][axis] + c * frame[3][axis];
-        points.emplace_back(p[0], p[1], p[2]);
-    }
-    return points;
+        for (int& component : vector) component = std::uniform_int_distribution<int>(-9, 9)(rng);
+    return affineMix(frame, n, rng(), percentOnLine, percentOnPlane, range);
 }
 
 } // namespace
