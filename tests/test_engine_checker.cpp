@@ -93,7 +93,7 @@ TEST(MeshCheckerBruteForce, ContainmentClassesOfTheUnitTetrahedron)
     const Tets both = {mesh.first, mesh.second};
     EXPECT_EQ(bruteForceLocate(both, Point3(0.25, 0.25, 0.5)).size(), 2u);
     EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second});
-    EXPECT_EQ(bruteForceStar(both, &mesh.a), Tets{mesh.first});
+    EXPECT_EQ(bruteForceEdgeRing(both, &mesh.a, &mesh.a), Tets{mesh.first});
     EXPECT_EQ(bruteForceEdgeRing(both, &mesh.b, &mesh.c).size(), 2u);
 }
 

@@ -439,14 +439,9 @@ Tets bruteForceLocate(const Tets& vTets, const Point3& q)
     return vHolders;
 }
 
-Tets bruteForceStar(const Tets& vTets, const Point3* pVtx)
-{
-    return bruteForceEdgeRing(vTets, pVtx, pVtx);
-}
-
 AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, Point3* pVtx)
 {
-    const Tets vExpected = bruteForceStar(vTets, pVtx);
+    const Tets vExpected = bruteForceEdgeRing(vTets, pVtx, pVtx);
     Tets vStar;
     ::testing::internal::CaptureStdout();
     dt.getTetsAroundVertex(pVtx, vStar);
