@@ -57,7 +57,10 @@ constexpr std::size_t maxSearchedRegistry = 24;
 // points too unless the registry's size happens to equal the batch's.
 class StartupWatch {
 public:
-    explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D()), vBefore(wasFull ? std::vector<Point3*>{} : allVertices(*mesh.dt)) {}
+    explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D())
+    {
+        if (!wasFull) vBefore = allVertices(*mesh.dt);
+    }
 
     ::testing::AssertionResult afterSingle(BuiltMesh& mesh) const
     {
