@@ -1,22 +1,19 @@
-// The self-check must pass every valid mesh and catch each kind of defect it claims to catch. What
-// it should find first is decided independently, in exact rational arithmetic; meshes are then
-// corrupted through the handles, and the reports, the dumps and the scene files are checked.
+// The self-check must pass every valid mesh and catch each kind of defect it claims to catch: meshes
+// are corrupted through the handles so that the first defect in the check's order is known, and the
+// reports, the dumps and the scene files are checked.
 #include <Vesk_3D.h>
 #include <Visualizer3.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "ExactOracle.h"
 #include "InputFamilies.h"
+#include "MeshBuilder.h"
 #include "MeshChecker.h"
 #include "WorkDir.h"
 
@@ -24,15 +21,6 @@ using namespace VESK3D;
 using namespace VeskTest;
 
 namespace {
-
-std::unique_ptr<Vesk_3D> triangulate(std::vector<Point3> vPoints)
-{
-    auto dt = std::make_unique<Vesk_3D>();
-    testing::internal::CaptureStdout();
-    dt->insert(vPoints);
-    testing::internal::GetCapturedStdout();
-    return dt;
-}
 
 struct CheckRun {
     std::string label;
@@ -48,14 +36,6 @@ CheckRun runCheck(const Vesk_3D& dt, const std::string& label, bool checkSphereI
     run.verdict = dt.checkValidity(label, checkSphereInclusion);
     run.console = testing::internal::GetCapturedStdout();
     return run;
-}
-
-template <typename T>
-std::string streamed(const T& value)
-{
-    std::ostringstream os;
-    os << value;
-    return os.str();
 }
 
 // The vertex as the reports show it: address, "=", then the point's own dump.
@@ -98,43 +78,22 @@ std::string showLines(size_t numTets, const std::string& fileName)
            fileName + "\n";
 }
 
-// The first defect in the checker's order, decided exactly. The vertex tested across facet i of t
-// is the corner at which the neighbour links back to t; it must lie strictly on the other side of
-// the facet than corner i, i.e. replacing corner i by it must flip the orientation.
-struct Defect {
-    enum Kind { NONE, NEGATIVE_SIDE, SPHERE_INCLUSION } kind = NONE;
-    Tet3* tet = nullptr;
-    int facet = -1;
-    Point3* vertex = nullptr;
-    int side = 0; // exact orientation sign with the vertex in place of corner `facet`
-};
-
-Point3* backLinkedCorner(const Tet3* pTet, const Tet3* pNeighbor)
+// The corner at which the neighbour across facet i links back to the tetrahedron: the vertex the
+// check tests against facet i.
+Point3* backLinkedCorner(const Tet3* pTet, int i)
 {
+    const Tet3* pNeighbor = pTet->getOppTet(i);
     for (int k = 0; k < 4; ++k)
         if (pNeighbor->getOppTet(k) == pTet) return pNeighbor->getCorner(k);
     return nullptr;
 }
 
-Defect firstDefect(const Tets& vTets, bool checkSphereInclusion)
-{
-    for (Tet3* pTet : vTets) {
-        for (int i = 0; i < 4; ++i) {
-            const Tet3* pNeighbor = pTet->getOppTet(i);
-            if (pNeighbor == nullptr) continue;
-            Point3* pVertex = backLinkedCorner(pTet, pNeighbor);
-            const Point3* c[4] = {pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)};
-            c[i] = pVertex;
-            const int side = exactOrientSign(*c[0], *c[1], *c[2], *c[3]);
-            if (side != -1) return {Defect::NEGATIVE_SIDE, pTet, i, pVertex, side};
-            // The raw lifted sign, as the engine's test reads it for the stored corner order.
-            if (checkSphereInclusion && exactLiftedSign(*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2),
-                                                        *pTet->getCorner(3), *pVertex) < 0)
-                return {Defect::SPHERE_INCLUSION, pTet, i, pVertex, side};
-        }
-    }
-    return {};
-}
+// The first defect in the check's order: a tetrahedron, a facet and the vertex tested across it.
+struct Defect {
+    Tet3* tet;
+    int facet;
+    Point3* vertex;
+};
 
 // The dump files written so far in the working directory, with their five-digit numbers checked.
 std::vector<std::string> dumpFiles(const TempWorkDir& dir, const std::string& suffix)
@@ -162,7 +121,8 @@ void expectShowScene(const std::string& text, const Tets& vTets, const Point3* p
 }
 
 // Checks the console report and the scene file of a negative-side defect.
-void expectNegativeSideReport(const CheckRun& run, const TempWorkDir& dir, const Vesk_3D& dt, const Defect& expected)
+void expectNegativeSideReport(const CheckRun& run, const TempWorkDir& dir, const Vesk_3D& dt, const Defect& expected,
+                              const std::string& side)
 {
     EXPECT_FALSE(run.verdict);
     const Tets vTets = allTetrahedra(dt);
@@ -171,7 +131,7 @@ void expectNegativeSideReport(const CheckRun& run, const TempWorkDir& dir, const
                                "Dt3::checkValidity, HUH, vertex " + streamed(expected.vertex) +
                                " should be on the negative side, tet=\n" + streamed(*expected.tet) + "oppIndex=" +
                                std::to_string(expected.facet) + ", Vertex=" + vertexText(*expected.vertex) +
-                               "\ncheckValidity: " + (expected.side > 0 ? "positive" : "coplanar") + "\n";
+                               "\ncheckValidity: " + side + "\n";
     EXPECT_EQ(run.console.substr(0, report.size()), report);
 
     const std::vector<std::string> vFiles = dumpFiles(dir, "negSideBug\\.list");
@@ -182,136 +142,99 @@ void expectNegativeSideReport(const CheckRun& run, const TempWorkDir& dir, const
 
 // Swaps the two corners that follow the first inner facet of the first listed tetrahedron: that
 // facet now faces the wrong way, and the neighbour's vertex lies strictly on the positive side.
-std::function<void()> swapCorners(const Tets& vTets)
+Defect swapCorners(const Tets& vTets)
 {
     Tet3* pTet = vTets[0];
     int facet = 0;
     while (pTet->getOppTet(facet) == nullptr) ++facet;
-    return [pTet, facet] {
-        const int a = (facet + 1) % 4, b = (facet + 2) % 4;
-        Point3* pA = pTet->getCorner(a);
-        pTet->setCorner(a, pTet->getCorner(b));
-        pTet->setCorner(b, pA);
-    };
+    const int a = (facet + 1) % 4, b = (facet + 2) % 4;
+    Point3* pA = pTet->getCorner(a);
+    pTet->setCorner(a, pTet->getCorner(b));
+    pTet->setCorner(b, pA);
+    return {pTet, facet, backLinkedCorner(pTet, facet)};
 }
 
 // Exchanges the neighbours 0 and 1 of a tetrahedron A: every link stays mutual, but neighbour 0
 // now finds corner 1 of A, a corner of their common facet: coplanar. A is taken late in the
-// visiting order so that its neighbours report first.
-std::function<void()> exchangeNeighbours(const Tets& vTets)
+// visiting order so that the earlier of its two neighbours reports first.
+Defect exchangeNeighbours(const Tets& vTets)
 {
     const auto position = [&](const Tet3* t) { return std::find(vTets.begin(), vTets.end(), t) - vTets.begin(); };
     for (Tet3* t : vTets) {
-        const Tet3* pN0 = t->getOppTet(0);
-        const Tet3* pN1 = t->getOppTet(1);
-        if (pN0 != nullptr && pN1 != nullptr && position(t) > std::max(position(pN0), position(pN1)))
-            return [t] {
-                Tet3* pN0 = t->getOppTet(0);
-                t->setOppTet(0, t->getOppTet(1));
-                t->setOppTet(1, pN0);
-            };
-    }
-    return [] {};
-}
-
-// Each corruption undoes itself when applied again; the report must name the first defect in the
-// check's order, which the exact oracle decides.
-TEST(CorruptedMesh, AVertexOnTheWrongSideIsReportedWithItsTetrahedron)
-{
-    const struct {
-        std::function<std::function<void()>(const Tets&)> corruption;
-        std::vector<Points> inputs;
-        int side;
-        bool checkSphereInclusion;
-    } cases[] = {{swapCorners, {uniformCube(300, 1), integerGrid(5, 2)}, 1, true},
-                 {exchangeNeighbours, {uniformCube(300, 3), integerGrid(5, 4), pythagoreanSphere(15, 9)}, 0, false}};
-    for (const auto& c : cases)
-        for (const Points& input : c.inputs) {
-            TempWorkDir dir;
-            auto dt = triangulate(input);
-            const Tets vTets = allTetrahedra(*dt);
-            ASSERT_EQ(firstDefect(vTets, true).kind, Defect::NONE);
-            const std::function<void()> corrupt = c.corruption(vTets);
-            corrupt();
-            const Defect expected = firstDefect(vTets, true);
-            ASSERT_EQ(expected.kind, Defect::NEGATIVE_SIDE);
-            ASSERT_EQ(expected.side, c.side);
-            expectNegativeSideReport(runCheck(*dt, "corrupted", c.checkSphereInclusion), dir, *dt, expected);
-            corrupt();
-            EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
-        }
-}
-
-double distance(const Point3& p, const Point3& q)
-{
-    const Vector3 v = p - q;
-    return v.length();
-}
-
-struct Move {
-    Point3* pVertex = nullptr;
-    Point3 oldPosition;
-};
-
-// Moves a vertex that lies just outside the circumsphere of a neighbouring tetrahedron to just
-// inside it, and keeps the first move after which, exactly, every facet still separates its two
-// tetrahedra but some sphere is no longer empty.
-Move breakOneSphere(const Tets& vTets)
-{
-    for (Tet3* pTet : vTets) {
-        for (int i = 0; i < 4; ++i) {
-            if (pTet->getOppTet(i) == nullptr) continue;
-            Point3* q = backLinkedCorner(pTet, pTet->getOppTet(i));
-            const Point3 c = pTet->getCircumcenter();
-            const double r = distance(c, *pTet->getCorner(0)), d = distance(c, *q);
-            if (d > 1.05 * r) continue;
-            const double s = 1 - 0.99 * r / d;
-            const Point3 old(*q);
-            q->exchange(old.x() + s * (c.x() - old.x()), old.y() + s * (c.y() - old.y()), old.z() + s * (c.z() - old.z()));
-            if (firstDefect(vTets, false).kind == Defect::NONE && firstDefect(vTets, true).kind == Defect::SPHERE_INCLUSION)
-                return {q, old};
-            q->exchange(old.x(), old.y(), old.z());
-        }
+        Tet3* pN0 = t->getOppTet(0);
+        Tet3* pN1 = t->getOppTet(1);
+        if (pN0 == nullptr || pN1 == nullptr || position(t) < std::max(position(pN0), position(pN1))) continue;
+        t->setOppTet(0, pN1);
+        t->setOppTet(1, pN0);
+        Tet3* pFirst = position(pN0) < position(pN1) ? pN0 : pN1;
+        const int facet = pFirst->getIntraTetIndex(t);
+        return {pFirst, facet, backLinkedCorner(pFirst, facet)};
     }
     return {};
 }
 
+// Each corruption undoes itself when applied again.
+TEST(CorruptedMesh, AVertexOnTheWrongSideIsReportedWithItsTetrahedron)
+{
+    const struct {
+        Defect (*corrupt)(const Tets&);
+        std::vector<Points> inputs;
+        const char* side;
+        bool checkSphereInclusion;
+    } cases[] = {{swapCorners, {uniformCube(300, 1), integerGrid(5, 2)}, "positive", true},
+                 {exchangeNeighbours, {uniformCube(300, 3), integerGrid(5, 4), pythagoreanSphere(15, 9)}, "coplanar", false}};
+    for (const auto& c : cases)
+        for (const Points& input : c.inputs) {
+            TempWorkDir dir;
+            auto dt = buildQuietly(input).dt;
+            const Tets vTets = allTetrahedra(*dt);
+            const Defect expected = c.corrupt(vTets);
+            expectNegativeSideReport(runCheck(*dt, "corrupted", c.checkSphereInclusion), dir, *dt, expected, c.side);
+            c.corrupt(vTets);
+            EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
+        }
+}
+
+// Two tetrahedra glued across (b, c, d), with e moved from outside the sphere through a, b, c, d to
+// inside it, still beyond that facet: only the sphere test sees the defect, on both tetrahedra.
 TEST(CorruptedMesh, AVertexMovedIntoASphereIsReportedWithTheSphere)
 {
-    for (const auto& input : {uniformCube(200, 5), integerGrid(4, 6)}) {
-        TempWorkDir dir;
-        auto dt = triangulate(input);
-        const Tets vTets = allTetrahedra(*dt);
-        const Move move = breakOneSphere(vTets);
-        ASSERT_NE(move.pVertex, nullptr);
-        const Defect expected = firstDefect(vTets, true);
+    TempWorkDir dir;
+    auto dt = buildQuietly({Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(1.2, 1.2, 1.2)}).dt;
+    const Tets vTets = allTetrahedra(*dt);
+    ASSERT_EQ(vTets.size(), 2u);
+    const int facet = vTets[0]->getIntraTetIndex(vTets[1]);
+    Point3* pMoved = nullptr;
+    for (Tet3* t : vTets)
+        for (int i = 0; i < 4; ++i)
+            if (t->getCorner(i)->x() == 1.2) pMoved = t->getCorner(i);
+    pMoved->exchange(0.9, 0.9, 0.9);
+    const Defect expected{vTets[0], facet, backLinkedCorner(vTets[0], facet)};
 
-        // Only the sphere test can see this defect.
-        const CheckRun without = runCheck(*dt, "moved", false);
-        EXPECT_TRUE(without.verdict);
-        EXPECT_EQ(without.console, header("moved", vTets.size(), false) + closingLine("moved"));
+    const CheckRun without = runCheck(*dt, "moved", false);
+    EXPECT_TRUE(without.verdict);
+    EXPECT_EQ(without.console, header("moved", vTets.size(), false) + closingLine("moved"));
 
-        const CheckRun run = runCheck(*dt, "moved", true);
-        EXPECT_FALSE(run.verdict);
-        const std::vector<std::string> vFiles = dumpFiles(dir, "sphereIncBug\\.list");
-        ASSERT_EQ(vFiles.size(), 1u);
-        EXPECT_EQ(run.console, header("moved", vTets.size(), true) + banner("checkValidity: ERROR ERROR ERROR") +
-                                   "Dt3::checkValidity, HUH - sphereIncTest failed: \n" + streamed(*expected.tet) +
-                                   ", Vertex=" + vertexText(*expected.vertex) + "\nVisualizer, writing " + vFiles[0] +
-                                   "\n  Writing " + vFiles[0] + "\n");
-        const std::string scene = readFile(vFiles[0]);
-        EXPECT_EQ(occurrences(scene, "OFF\n"), 4u);
-        EXPECT_EQ(occurrences(scene, "SPHERE "), 1u);
+    const CheckRun run = runCheck(*dt, "moved", true);
+    EXPECT_FALSE(run.verdict);
+    const std::vector<std::string> vFiles = dumpFiles(dir, "sphereIncBug\\.list");
+    ASSERT_EQ(vFiles.size(), 1u);
+    EXPECT_EQ(run.console, header("moved", vTets.size(), true) + banner("checkValidity: ERROR ERROR ERROR") +
+                               "Dt3::checkValidity, HUH - sphereIncTest failed: \n" + streamed(*expected.tet) +
+                               ", Vertex=" + vertexText(*expected.vertex) + "\nVisualizer, writing " + vFiles[0] +
+                               "\n  Writing " + vFiles[0] + "\n");
+    const std::string scene = readFile(vFiles[0]);
+    EXPECT_EQ(occurrences(scene, "OFF\n"), 4u);
+    EXPECT_EQ(occurrences(scene, "SPHERE "), 1u);
 
-        move.pVertex->exchange(move.oldPosition.x(), move.oldPosition.y(), move.oldPosition.z());
-        EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
-    }
+    pMoved->exchange(1.2, 1.2, 1.2);
+    EXPECT_TRUE(runCheck(*dt, "restored", true).verdict);
 }
 
 TEST(CorruptedMesh, AVisitedMarkLeftOnATetrahedronThrows)
 {
     TempWorkDir dir;
-    auto dt = triangulate(uniformCube(200, 7));
+    auto dt = buildQuietly(uniformCube(200, 7)).dt;
     const Tets vTets = allTetrahedra(*dt);
     Tet3* pTet = vTets[vTets.size() / 2];
     pTet->hasBeenVisited = true;
@@ -340,8 +263,8 @@ TEST(DumpFiles, AreNumberedFromZeroInEachProcess)
             bool bNumberedInOrder = false;
             {
                 TempWorkDir dir;
-                auto dt = triangulate(uniformCube(50, 8));
-                swapCorners(allTetrahedra(*dt))();
+                auto dt = buildQuietly(uniformCube(50, 8)).dt;
+                swapCorners(allTetrahedra(*dt));
                 runCheck(*dt, "first", true);
                 runCheck(*dt, "second", true);
                 bNumberedInOrder = dir.fileNames() == (std::vector<std::string>{"00000_negSideBug.list", "00001_negSideBug.list"});
@@ -358,9 +281,8 @@ TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
     TempWorkDir dir;
     for (const Family& family : allFamilies()) {
         SCOPED_TRACE(family.name);
-        auto dt = triangulate(family.make(300, 11));
+        auto dt = buildQuietly(family.make(300, 11)).dt;
         const Tets vTets = allTetrahedra(*dt);
-        ASSERT_EQ(firstDefect(vTets, true).kind, Defect::NONE);
         for (bool bSphere : {true, false}) {
             const CheckRun run = runCheck(*dt, family.name, bSphere);
             EXPECT_TRUE(run.verdict);
@@ -372,7 +294,7 @@ TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
 
 TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 {
-    auto dt = triangulate(uniformCube(40, 31));
+    auto dt = buildQuietly(uniformCube(40, 31)).dt;
     const Tets vTets = allTetrahedra(*dt);
     std::string expected = "\n\n**** Dt3::print(forty), numTets=" + std::to_string(vTets.size()) + "\n";
     for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
@@ -384,10 +306,9 @@ TEST(Print, DumpsEveryTetrahedronInQueryOrder)
 TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
 {
     TempWorkDir dir;
-    auto dt = triangulate(uniformCube(30, 41));
+    auto dt = buildQuietly(uniformCube(30, 41)).dt;
     const Tets vTets = allTetrahedra(*dt);
-    std::vector<Point3*> vVertices;
-    dt->getVertices(vVertices);
+    const std::vector<Point3*> vVertices = allVertices(*dt);
     Point3* pMarked = vVertices[vVertices.size() / 2];
 
     const int start = rotationCursor();

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -13,12 +15,10 @@
 
 #include <gtest/gtest.h>
 
-#include <Dt3.h>
 #include <Edge3.h>
 #include <TetAroundEdgeIterator.h>
 #include <Vesk_3D.h>
 
-#include "ExactOracle.h"
 #include "InputFamilies.h"
 #include "MeshBuilder.h"
 #include "MeshChecker.h"
@@ -42,20 +42,6 @@ constexpr int largestFamilySize = 120;
 #endif
 // Meshes up to this size also get every query compared with brute force.
 constexpr int largestQueriedSize = 40;
-
-BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
-{
-    BuiltMesh mesh;
-    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
-    return mesh;
-}
-
-std::vector<Point3*> verticesOf(const VESK3D::Vesk_3D& dt)
-{
-    std::vector<Point3*> vVertices;
-    dt.getVertices(vVertices);
-    return vVertices;
-}
 
 Point3 weighted(const Point3& a, const Point3& b, double wa, double wb)
 {
@@ -109,79 +95,60 @@ Points queryPoints(const Tets& vTets, const Points& vInputs)
     return ::testing::AssertionFailure() << "circulation met " << met.size() << " tetrahedra, the edge has " << vRing.size();
 }
 
-template <class T>
-std::unordered_map<const T*, int> listPositions(const std::vector<T*>& vRecords)
+// The arrays the export must give, flattened here from the pointer structure; vertices named by
+// their custom index when asked.
+MeshArrays flattened(const BuiltMesh& mesh, const Tets& vTets, const std::vector<Point3*>& vVertices, bool bCustomIndices)
 {
-    std::unordered_map<const T*, int> positions{{nullptr, -1}};
-    for (size_t i = 0; i < vRecords.size(); ++i) positions[vRecords[i]] = static_cast<int>(i);
-    return positions;
+    std::map<Point3, int> vertexIndex;
+    std::unordered_map<const Tet3*, int> tetIndex{{nullptr, -1}};
+    for (size_t v = 0; v < vVertices.size(); ++v) vertexIndex[*vVertices[v]] = bCustomIndices ? vVertices[v]->getCustomIndex() : int(v);
+    for (size_t t = 0; t < vTets.size(); ++t) tetIndex[vTets[t]] = static_cast<int>(t);
+    MeshArrays arrays;
+    for (const Point3* v : vVertices) arrays.vCoordinates.insert(arrays.vCoordinates.end(), {v->x(), v->y(), v->z()});
+    for (const Tet3* t : vTets)
+        for (int i = 0; i < 4; ++i) {
+            arrays.vTetCorners.push_back(vertexIndex.at(*t->getCorner(i)));
+            arrays.vTetNeighbors.push_back(tetIndex.at(t->getOppTet(i)));
+        }
+    for (const Point3& p : mesh.vLastBatch) arrays.vInputVertices.push_back(vertexIndex.at(p));
+    return arrays;
 }
 
-// The flat export and the located indices against the pointer structure they flatten.
+// Every choice of parts (each array as flattened or empty, as chosen), the plain export and the
+// located indices against the pointer structure. Arrays handed in hold stale content, which must go.
 ::testing::AssertionResult exportAgrees(const BuiltMesh& mesh, const Tets& vTets, const Points& vQueries)
 {
     const VESK3D::Vesk_3D& dt = *mesh.dt;
-    const std::vector<Point3*> vVertices = verticesOf(dt);
-    const auto vertexIndex = listPositions(vVertices);
-    const auto tetIndex = listPositions(vTets);
-    MeshArrays arrays;
-    arrays.vTetNeighbors.assign(3, 7); // stale content must go
-    dt.exportMesh(arrays);
-    if (arrays.vCoordinates.size() != 3 * vVertices.size() || arrays.vTetCorners.size() != 4 * vTets.size() ||
-        arrays.vTetNeighbors.size() != 4 * vTets.size() || arrays.vInputVertices.size() != mesh.vLastBatch.size())
-        return ::testing::AssertionFailure() << "export array sizes";
-    for (size_t v = 0; v < vVertices.size(); ++v) {
-        if (!(Point3(arrays.vCoordinates[3 * v], arrays.vCoordinates[3 * v + 1], arrays.vCoordinates[3 * v + 2]) == *vVertices[v]))
-            return ::testing::AssertionFailure() << "coordinates of vertex " << v;
-    }
-    for (size_t t = 0; t < vTets.size(); ++t) {
-        for (int i = 0; i < 4; ++i) {
-            if (arrays.vTetCorners[4 * t + i] != vertexIndex.at(vTets[t]->getCorner(i)) ||
-                arrays.vTetNeighbors[4 * t + i] != tetIndex.at(vTets[t]->getOppTet(i)))
-                return ::testing::AssertionFailure() << "corner or neighbour " << i << " of tetrahedron " << t;
-        }
-    }
-    for (size_t k = 0; k < mesh.vLastBatch.size(); ++k) {
-        const int v = arrays.vInputVertices[k];
-        if (v < 0 || v >= static_cast<int>(vVertices.size()) || !(*vVertices[v] == mesh.vLastBatch[k]))
-            return ::testing::AssertionFailure() << "input point " << k << " of the last batch maps to vertex " << v;
-    }
+    const std::vector<Point3*> vVertices = allVertices(dt);
     if (dt.getNumVertices() != vVertices.size()) return ::testing::AssertionFailure() << "getNumVertices " << dt.getNumVertices();
-    // Every choice of parts: each array equals the full export's or is empty, as chosen, and
-    // vertices come by custom index (here a numbering of the host's, 3 v + 1) when asked.
+    const MeshArrays expected = flattened(mesh, vTets, vVertices, false);
+    MeshArrays plain{{1.0}, {2}, {3}, {4}}, withoutNeighbors{{1.0}, {2}, {3}, {4}};
+    dt.exportMesh(plain);
+    dt.exportMesh(withoutNeighbors, false);
+    if (plain.vCoordinates != expected.vCoordinates || plain.vTetCorners != expected.vTetCorners ||
+        plain.vTetNeighbors != expected.vTetNeighbors || plain.vInputVertices != expected.vInputVertices ||
+        !withoutNeighbors.vTetNeighbors.empty() || withoutNeighbors.vTetCorners != expected.vTetCorners)
+        return ::testing::AssertionFailure() << "the plain export differs from the pointer structure";
+    // A numbering of the host's own.
     for (size_t v = 0; v < vVertices.size(); ++v) vVertices[v]->setCustomIndex(static_cast<int>(3 * v + 1));
-    auto byCustomIndex = [](std::vector<int> vIndices) {
-        for (int& v : vIndices) v = 3 * v + 1;
-        return vIndices;
-    };
     for (int choice = 0; choice < 16; ++choice) {
-        VESK3D::MeshExportParts parts;
-        parts.bCoordinates = choice & 1;
-        parts.bCorners = choice & 2;
-        parts.bNeighbors = choice & 4;
-        parts.bCustomIndices = choice & 8;
-        MeshArrays some;
-        some.vCoordinates.assign(2, 1.0); // stale content must go
+        const VESK3D::MeshExportParts parts{bool(choice & 1), bool(choice & 2), bool(choice & 4), bool(choice & 8)};
+        const MeshArrays full = flattened(mesh, vTets, vVertices, parts.bCustomIndices);
+        MeshArrays some{{1.0}, {2}, {3}, {4}};
         dt.exportMesh(some, parts);
-        auto chosenOrEmpty = [](bool chosen, const auto& part, const auto& full) { return chosen ? part == full : part.empty(); };
-        const std::vector<int> vCorners = parts.bCustomIndices ? byCustomIndex(arrays.vTetCorners) : arrays.vTetCorners;
-        const std::vector<int> vInput = parts.bCustomIndices ? byCustomIndex(arrays.vInputVertices) : arrays.vInputVertices;
-        if (!chosenOrEmpty(parts.bCoordinates, some.vCoordinates, arrays.vCoordinates) ||
-            !chosenOrEmpty(parts.bCorners, some.vTetCorners, vCorners) ||
-            !chosenOrEmpty(parts.bNeighbors, some.vTetNeighbors, arrays.vTetNeighbors) || some.vInputVertices != vInput)
+        const auto chosenOrEmpty = [](bool chosen, const auto& part, const auto& whole) { return chosen ? part == whole : part.empty(); };
+        if (!chosenOrEmpty(parts.bCoordinates, some.vCoordinates, full.vCoordinates) ||
+            !chosenOrEmpty(parts.bCorners, some.vTetCorners, full.vTetCorners) ||
+            !chosenOrEmpty(parts.bNeighbors, some.vTetNeighbors, full.vTetNeighbors) || some.vInputVertices != full.vInputVertices)
             return ::testing::AssertionFailure() << "the export of parts " << choice << " differs";
     }
-    MeshArrays withoutNeighbors;
-    dt.exportMesh(withoutNeighbors, false);
-    if (!withoutNeighbors.vTetNeighbors.empty() || withoutNeighbors.vTetCorners != arrays.vTetCorners)
-        return ::testing::AssertionFailure() << "the export without neighbours differs";
-
     std::vector<double> vXyz;
     for (const Point3& q : vQueries) vXyz.insert(vXyz.end(), {q.x(), q.y(), q.z()});
     std::vector<int> vFound(vQueries.size(), -7);
     mesh.dt->locateTetIndices(vXyz.data(), vQueries.size(), vFound.data());
     for (size_t k = 0; k < vQueries.size(); ++k) {
-        if (vFound[k] != tetIndex.at(mesh.dt->locate(vQueries[k])))
+        const Tet3* pFound = mesh.dt->locate(vQueries[k]);
+        if (vFound[k] != (pFound ? std::find(vTets.begin(), vTets.end(), pFound) - vTets.begin() : -1))
             return ::testing::AssertionFailure() << "located index of query " << k;
     }
     return ::testing::AssertionSuccess();
@@ -200,7 +167,7 @@ std::unordered_map<const T*, int> listPositions(const std::vector<T*>& vRecords)
         for (int opp3 = 0; opp3 < 4; ++opp3)
             for (int opp2 = 0; opp2 < 4; ++opp2)
                 if (opp3 != opp2 && !circulationAgrees(vTets, t, opp3, opp2)) return circulationAgrees(vTets, t, opp3, opp2);
-    for (Point3* v : verticesOf(*mesh.dt)) {
+    for (Point3* v : allVertices(*mesh.dt)) {
         ::testing::AssertionResult result = starAgrees(*mesh.dt, vTets, v);
         if (!result) return result;
     }
@@ -256,29 +223,25 @@ TEST(EngineDriver, LargeInputs)
 
 namespace {
 
+// The points with f applied to every coordinate.
+Points transformed(Points vPoints, const std::function<double(double)>& f)
+{
+    for (Point3& p : vPoints) {
+        const double x = f(p.x()), y = f(p.y());
+        p.exchange(x, y, f(p.z()));
+    }
+    return vPoints;
+}
+
 Points scaled(const Points& vPoints, int exponent)
 {
-    Points vScaled;
-    for (const Point3& p : vPoints) vScaled.emplace_back(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
-    return vScaled;
+    return transformed(vPoints, [exponent](double v) { return std::ldexp(v, exponent); });
 }
 
 // Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
 Points integerUniform(int n, std::uint64_t seed)
 {
-    Points vPoints = uniformCube(n, seed, 0.0, 0x1p20);
-    for (Point3& p : vPoints) p.exchange(std::floor(p.x()), std::floor(p.y()), std::floor(p.z()));
-    return vPoints;
-}
-
-// The grid with every zero coordinate moved a few units in the last place: subnormals beside 1..4.
-Points gridWithSubnormalZeros(int n, std::uint64_t seed)
-{
-    Points vPoints = integerGrid(n, seed);
-    int k = 0;
-    auto moved = [&k](double v) { return v != 0.0 ? v : std::ldexp(double(k++ % 7 - 3), -1074); };
-    for (Point3& p : vPoints) p.exchange(moved(p.x()), moved(p.y()), moved(p.z()));
-    return vPoints;
+    return transformed(uniformCube(n, seed, 0.0, 0x1p20), [](double v) { return std::floor(v); });
 }
 
 } // namespace
@@ -294,7 +257,9 @@ TEST(EngineScale, EveryScaleOfTheDoubleRangeGivesTheSameTetrahedra)
     };
     const Case cases[] = {{"integerUniform", integerUniform(150, 3), -1074},
                           {"grid", integerGrid(5, 4), -1074},
-                          {"gridWithSubnormalZeros", gridWithSubnormalZeros(5, 5), 0}};
+                          // Every zero moved a few units in the last place: subnormals beside 1..4.
+                          {"gridWithSubnormalZeros",
+                           transformed(integerGrid(5, 5), [k = 0](double v) mutable { return v != 0.0 ? v : std::ldexp(k++ % 7 - 3, -1074); }), 0}};
     for (const Case& c : cases) {
         for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
             BuiltMesh reference = buildQuietly(c.vPoints, mode, 7);
@@ -318,8 +283,7 @@ TEST(EngineScale, MixedMagnitudesAndOverflowingDifferences)
     for (const Point3& p : scaled(integerUniform(40, 2), 950)) vMixed.push_back(p);
     for (const Point3& p : scaled(integerUniform(40, 3), -20)) vMixed.push_back(p);
     shuffle(vMixed, 4);
-    Points vSpanning = scaled(integerGrid(4, 5), 1022);
-    for (Point3& p : vSpanning) p.exchange(p.x() - 0x1.8p1023, p.y() - 0x1.8p1023, p.z() - 0x1.8p1023);
+    const Points vSpanning = transformed(scaled(integerGrid(4, 5), 1022), [](double v) { return v - 0x1.8p1023; });
     for (const Points& vPoints : {vMixed, vSpanning}) {
         for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(buildAndCheck(vPoints, mode, 6, "mixed magnitudes"));
     }
@@ -336,98 +300,23 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
     EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
     EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
     ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(verticesOf(*mesh.dt).size(), 27u);
+    EXPECT_EQ(allVertices(*mesh.dt).size(), 27u);
     EXPECT_EQ(listing(*mesh.dt), vBefore);
 }
 
-// A non-empty handle list only warns and is refilled.
-TEST(EngineInput, AHandleListHandedInIsRefilled)
-{
-    VESK3D::Vesk_3D dt;
-    Points points = uniformCube(30, 8);
-    Point3 stranger(5, 5, 5);
-    std::vector<Point3*> vHandles{&stranger, &stranger};
-    ::testing::internal::CaptureStdout();
-    dt.insert(points, vHandles);
-    ::testing::internal::GetCapturedStdout();
-    ASSERT_EQ(vHandles.size(), points.size());
-    for (std::size_t i = 0; i < points.size(); ++i) EXPECT_TRUE(vHandles[i] && *vHandles[i] == points[i]) << i;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Start-up: while no tetrahedron exists the engine must build its first one from the first
-// quadruple of registry positions i < j < k < l, in lexicographic order, whose points span a volume
-// (first two swapped when negatively oriented). The oracle is the plain quartic search over the
-// registry order with exact orientation signs.
+// Start-up: the insertion helpers check after every single insertion on a small registry that the
+// engine's state (no tetrahedron, or its first one) is the plain search's choice.
 
 namespace {
 
-using Quadruple = std::array<const Point3*, 4>;
-const Quadruple none{};
-
-Quadruple plainFirstQuadruple(const std::vector<Point3*>& v)
-{
-    const std::size_t n = v.size();
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = i + 1; j < n; ++j)
-            for (std::size_t k = j + 1; k < n; ++k)
-                for (std::size_t l = k + 1; l < n; ++l) {
-                    const int sign = exactOrientSign(*v[i], *v[j], *v[k], *v[l]);
-                    if (sign > 0) return {v[i], v[j], v[k], v[l]};
-                    if (sign < 0) return {v[j], v[i], v[k], v[l]};
-                }
-    return none;
-}
-
-// Registers `held` as one batch, then `singles` one at a time; after every call the engine's choice
-// (no tetrahedron, or its first one) must be the plain search's. Returns whether the phase ended.
-bool expectPlainSearchChoice(const Points& held, const Points& singles, const std::string& label)
-{
-    VESK3D::Dt3 dt(nullptr);
-    ::testing::internal::CaptureStdout();
-    if (!held.empty()) {
-        std::vector<Point3*> vHandles;
-        dt.insert(held, vHandles);
-    }
-    bool ended = false;
-    for (std::size_t i = 0; i <= singles.size() && !ended; ++i) {
-        if (i > 0) dt.insert(singles[i - 1]);
-        std::vector<Point3*> vVertices;
-        dt.getVertices(vVertices);
-        const Quadruple expected = plainFirstQuadruple(vVertices);
-        ended = expected != none;
-        EXPECT_EQ(dt.is3D(), ended) << label << " after " << i << " single insertions";
-        if (!ended || !dt.is3D()) continue;
-        std::vector<Tet3*> vTets;
-        dt.getAllTetrahedra(vTets);
-        const Tet3* t = vTets.size() == 1 ? vTets[0] : nullptr;
-        EXPECT_TRUE(t && expected == Quadruple({t->getCorner(0), t->getCorner(1), t->getCorner(2), t->getCorner(3)}))
-            << label << " after " << i << " single insertions";
-    }
-    ::testing::internal::GetCapturedStdout();
-    return ended;
-}
-
-// Points o + a*u + b*v + c*w with small integer a, b, c and integer o, u, v, w: on the line (b = c
-// = 0), the plane (c = 0) or off it with the given percentages, duplicates included. Exact in double.
-Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int coefficientRange)
+// Small integer coefficients on a random integer frame, duplicates included.
+Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int range)
 {
     std::mt19937_64 rng(seed);
-    auto integer = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    std::array<std::array<int, 3>, 4> frame;
+    Frame frame;
     for (auto& vector : frame)
-        for (int& component : vector) component = integer(-9, 9);
-    Points points;
-    for (int i = 0; i < n; ++i) {
-        const int kind = integer(1, 100);
-        const int a = integer(-coefficientRange, coefficientRange);
-        const int b = kind <= percentOnLine ? 0 : integer(-coefficientRange, coefficientRange);
-        const int c = kind <= percentOnLine + percentOnPlane ? 0 : integer(-coefficientRange, coefficientRange);
-        std::array<double, 3> p;
-        for (int axis = 0; axis < 3; ++axis) p[axis] = frame[0][axis] + a * frame[1][axis] + b * frame[2][axis] + c * frame[3][axis];
-        points.emplace_back(p[0], p[1], p[2]);
-    }
-    return points;
+        for (int& component : vector) component = std::uniform_int_distribution<int>(-9, 9)(rng);
+    return affineMix(frame, n, rng(), percentOnLine, percentOnPlane, range);
 }
 
 } // namespace
@@ -438,21 +327,25 @@ TEST(EngineStartup, FirstTetrahedronIsThePlainSearchChoice)
     for (std::uint64_t seed = 1; seed <= 150; ++seed) {
         const int percentOnLine = static_cast<int>(seed % 5) * 20;
         const int percentOnPlane = static_cast<int>(seed % 3) * (100 - percentOnLine) / 2;
+        BuiltMesh mesh;
         const Points points = affineFrameMix(seed, 14, percentOnLine, percentOnPlane, 1 + static_cast<int>(seed % 4));
-        numEnded += expectPlainSearchChoice({}, points, "mix seed " + std::to_string(seed));
+        EXPECT_TRUE(insertPoints(mesh, points, InsertMode::Singles, seed)) << "mix seed " << seed;
+        numEnded += mesh.dt->is3D();
     }
     // The mixes must reach both outcomes often, or the comparison proves little.
     EXPECT_GT(numEnded, 40);
     EXPECT_LT(numEnded, 140);
+    // A held degenerate batch puts many points before and after the one that ends the phase.
     for (std::uint64_t seed = 1; seed <= 40; ++seed) {
-        const std::string label = "seed " + std::to_string(seed);
-        EXPECT_TRUE(expectPlainSearchChoice({}, uniformCube(6, seed), "uniform " + label));
-        expectPlainSearchChoice({}, tinyGridWithDuplicates(seed), "grid " + label);
-        // A held degenerate batch puts many points before and after the one that ends the phase.
         const Points line = collinear(12, seed);
-        EXPECT_TRUE(expectPlainSearchChoice(coplanarOnly(22, seed), {Point3(1.5, -2.0, 7.25)}, "plane " + label));
-        EXPECT_TRUE(expectPlainSearchChoice(line, {Point3(13, 1, 2), Point3(0.25, 0.5, 0.125)}, "line " + label));
-        expectPlainSearchChoice(withDuplicates(line, seed, 0.5), affineFrameMix(seed, 6, 30, 50, 2), "line and mix " + label);
+        const std::pair<Points, Points> heldThenSingles[] = {{coplanarOnly(22, seed), {Point3(1.5, -2.0, 7.25)}},
+                                                             {line, {Point3(13, 1, 2), Point3(0.25, 0.5, 0.125)}},
+                                                             {withDuplicates(line, seed, 0.5), affineFrameMix(seed, 6, 30, 50, 2)}};
+        for (const auto& [held, singles] : heldThenSingles) {
+            BuiltMesh mesh;
+            EXPECT_TRUE(insertPoints(mesh, held, InsertMode::Batch, seed)) << "seed " << seed;
+            EXPECT_TRUE(insertPoints(mesh, singles, InsertMode::Singles, seed)) << "seed " << seed;
+        }
     }
 }
 

@@ -17,17 +17,6 @@ using namespace VESK3D;
 
 namespace {
 
-// A tetrahedron record set up the way the engine does it; its corners are scratch points, since
-// the tests link tetrahedra to registry vertices by hand.
-Tet3* newTet(SimplePool<Tet3>& pool)
-{
-    static Point3 aCorners[4];
-    if (pool.getNumContainers() == 0) pool.init(16, -1);
-    Tet3* pTet = pool.getNewRecord();
-    pTet->setProperties(&aCorners[0], &aCorners[1], &aCorners[2], &aCorners[3]);
-    return pTet;
-}
-
 std::vector<Point3*> registerBatch(HC3& reg, const std::vector<Point3>& vPoints, std::vector<Point3*>* pNew = nullptr)
 {
     std::vector<Point3*> vHandles, vNew;
@@ -84,26 +73,6 @@ TEST(HC3Keys, CurveVisitsEveryCellOnceThroughFaceNeighbours)
     }
 }
 
-TEST(HC3Registry, VerticesAreFreshCopiesAndHandleListsStartEmpty)
-{
-    HC3 reg;
-    SimplePool<Tet3> tetPool;
-    Point3 p(1, 2, 3);
-    p.setCustomIndex(42);
-    p.setOneTet(newTet(tetPool));
-    Point3* pVtx = reg.insert(p).first;
-    EXPECT_NE(pVtx, &p);
-    EXPECT_EQ(*pVtx, p);
-    EXPECT_EQ(pVtx->getCustomIndex(), 42);
-    EXPECT_EQ(pVtx->getOneTet(), nullptr);
-
-    std::vector<Point3*> vHandles(1, nullptr), vNew;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vHandles, vNew), VeskException);
-    testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(vNew.empty());
-}
-
 namespace {
 
 // Drives the registry with mixed single and batch insertions and checks it against the model.
@@ -147,9 +116,14 @@ protected:
     void insertSingle(const Point3& p)
     {
         const bool bNew = handles.count(Coords(p.x(), p.y(), p.z())) == 0;
-        const std::pair<Point3*, Tet3*> result = reg.insert(p);
+        Point3 input(p);
+        input.setCustomIndex(++numSingles);
+        input.setOneTet(tet(0));
+        const std::pair<Point3*, Tet3*> result = reg.insert(input);
         checkHandle(p, result.first, bNew);
-        if (++numSingles % 25 != 0) return;
+        // A new vertex is a copy of the input's coordinates and custom index, without a tetrahedron.
+        if (bNew) ASSERT_TRUE(result.first != &input && result.first->getCustomIndex() == numSingles && !result.first->getOneTet());
+        if (numSingles % 25 != 0) return;
         // The hint: the vertex's own tetrahedron, else the one of the entry before it (after it
         // for the first entry).
         const std::vector<Point3*> vOrder = modelOrder();
@@ -193,7 +167,7 @@ protected:
     // the nearest one before it.
     void attachTetsAndCheckStartTets(double spread)
     {
-        for (auto& coordsHandle : handles) coordsHandle.second->setOneTet(rng() % 8 == 0 ? vTets[rng() % vTets.size()] : nullptr);
+        for (auto& coordsHandle : handles) coordsHandle.second->setOneTet(rng() % 8 == 0 ? tet(rng()) : nullptr);
         const std::vector<Point3*> vOrder = modelOrder();
         for (int q = 0; q < 40; ++q) {
             const Point3 probe = randomPoint(spread * 1.2);
@@ -206,17 +180,13 @@ protected:
         }
     }
 
-    void SetUp() override
-    {
-        for (int i = 0; i < 16; ++i) vTets.push_back(newTet(tetPool));
-    }
-
     std::mt19937 rng{20240607};
     int numSingles = 0;
     HC3 reg;
     std::map<Coords, Point3*> handles;
-    SimplePool<Tet3> tetPool;
-    std::vector<Tet3*> vTets;
+    // Tetrahedra are only addresses to the registry, which never reads them.
+    alignas(Tet3) unsigned char aTetStorage[16][sizeof(Tet3)];
+    Tet3* tet(std::size_t i) { return reinterpret_cast<Tet3*>(aTetStorage[i % 16]); }
 };
 
 } // namespace
@@ -244,4 +214,10 @@ TEST_F(HC3AgainstModel, MixedInsertionsWithGrowingBoxAndManyDuplicates)
     // A single point far outside re-keys too.
     ASSERT_NO_FATAL_FAILURE(insertSingle(Point3(-10 * spread, 3 * spread, 0.5)));
     ASSERT_NO_FATAL_FAILURE(checkOrder());
+    // A handle list must come in empty.
+    std::vector<Point3*> vStale(1, nullptr), vNew;
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vStale, vNew), VeskException);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(vNew.empty());
 }

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <functional>
 #include <set>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -13,19 +12,16 @@
 
 #include "ExactOracle.h"
 #include "InputFamilies.h"
+#include "MeshBuilder.h"
+#include "MeshChecker.h"
+#include "WorkDir.h"
 #include <Vesk_3D.h>
 
 using namespace VESK3D;
 using VeskTest::exactOrientSign;
+using VeskTest::streamed;
 
 namespace {
-
-std::string addressText(const void* p)
-{
-    std::ostringstream os;
-    os << p;
-    return os.str();
-}
 
 std::string assertionLine(const std::string& condition)
 {
@@ -53,26 +49,10 @@ struct UnitCorners {
     UnitCorners() { tet->setProperties(&a, &b, &c, &d); }
 };
 
-int permutationParity(const int (&perm)[4])
-{
-    int inversions = 0;
-    for (int i = 0; i < 4; ++i)
-        for (int j = i + 1; j < 4; ++j) inversions += perm[i] > perm[j] ? 1 : 0;
-    return inversions % 2;
-}
-
 // The 3x3x3 grid, shuffled: interior and hull edges of every valence.
 struct GridMesh {
-    Vesk_3D dt;
-    std::vector<Tet3*> vTets;
-    GridMesh()
-    {
-        std::vector<Point3> vPoints = VeskTest::integerGrid(3, 7);
-        testing::internal::CaptureStdout();
-        dt.insert(vPoints);
-        dt.getTetrahedra(vTets);
-        testing::internal::GetCapturedStdout();
-    }
+    VeskTest::BuiltMesh mesh = VeskTest::buildQuietly(VeskTest::integerGrid(3, 7));
+    std::vector<Tet3*> vTets = VeskTest::allTetrahedra(*mesh.dt);
 };
 
 std::set<const Point3*> cornersWithout(const Tet3* pTet, int opp)
@@ -104,18 +84,17 @@ TEST(Tet3Records, LabelsCountOnFromAThousandInAFreshProcess)
 TEST(Tet3Records, FacetAndEdgeTablesAgreeWithTheCornerOrientation)
 {
     UnitCorners u;
+    const auto orientation = [&u](int p, int q, int r, int s) {
+        return exactOrientSign(*u.tet->getCorner(p), *u.tet->getCorner(q), *u.tet->getCorner(r), *u.tet->getCorner(s));
+    };
     for (int i = 0; i < 4; ++i) {
         // Facet3 order: the start corners of the facet's three directed edges.
-        int aFacet[3];
+        int aFacet[3], aCycle[3];
         for (int j = 0; j < 3; ++j) aFacet[j] = Tet3::getEdgeIndices(i, j).first;
         for (int j = 0; j < 3; ++j) EXPECT_EQ(Tet3::getEdgeIndices(i, j).second, aFacet[(j + 1) % 3]) << "facet " << i;
-        const int aWithOpposite[4] = {aFacet[0], aFacet[1], aFacet[2], i};
-        EXPECT_EQ(permutationParity(aWithOpposite), 0) << "Facet3 order of facet " << i;
-        int aCycle[3];
+        EXPECT_EQ(orientation(aFacet[0], aFacet[1], aFacet[2], i), 1) << "Facet3 order of facet " << i;
         Tet3::getFacetIndices(i, aCycle[0], aCycle[1], aCycle[2]);
-        const int aReverse[4] = {aCycle[0], aCycle[1], aCycle[2], i};
-        EXPECT_EQ(permutationParity(aReverse), 1) << "getFacetIndices order of facet " << i;
-        EXPECT_EQ(std::set<int>(aCycle, aCycle + 3), std::set<int>(aFacet, aFacet + 3));
+        EXPECT_EQ(orientation(aCycle[0], aCycle[1], aCycle[2], i), -1) << "getFacetIndices order of facet " << i;
         if (i < 3) EXPECT_EQ(Tet3::getEdgeIndices(i, 3), Tet3::getEdgeIndices(i + 1, 0)) << "one flat table, row " << i;
         const Facet3 f = u.tet->getFacet(i);
         for (int k = 0; k < 3; ++k) {
@@ -129,7 +108,7 @@ TEST(Tet3Records, FacetAndEdgeTablesAgreeWithTheCornerOrientation)
             EXPECT_EQ(e.getSourceVtx(), u.tet->getCorner(e.getSourceIndex()));
             EXPECT_EQ(e.getTargetVtx(), u.tet->getCorner(e.getTargetIndex()));
             // (opp2, source, target) runs reversed to the tetrahedron, so opp3 lies on the negative side.
-            EXPECT_EQ(exactOrientSign(*u.tet->getCorner(e.getOpp2Index()), *e.getSourceVtx(), *e.getTargetVtx(), *u.tet->getCorner(i)), -1);
+            EXPECT_EQ(orientation(e.getOpp2Index(), e.getSourceIndex(), e.getTargetIndex(), i), -1);
         }
     }
 }
@@ -166,9 +145,7 @@ TEST(Tet3Records, CornerAndNeighbourQueriesMatchCornerScans)
 TEST(Tet3Records, FailureReports)
 {
     UnitCorners u;
-    std::ostringstream dump;
-    dump << *u.tet.get();
-    const std::string address = addressText(u.tet.get());
+    const std::string dump = streamed(*u.tet.get()), address = streamed(u.tet.get());
     Point3 stranger(5, 5, 5);
     const struct {
         std::function<void()> call;
@@ -179,7 +156,7 @@ TEST(Tet3Records, FailureReports)
         {[&] { u.tet->getIntraTetIndexInOppTetForReg(u.tet.get(), 4); }, assertionLine("false")},
         {[&] { u.tet->getOppVtxInOppTet(2, false); }, "\n      Tet3::getOppVtxInOppTet, ERROR: no neighbor tet\n" + assertionLine("false")},
         {[&] { u.tet->setOppTet(2, u.tet.get()); },
-         "this=" + address + ", pC=" + address + "\n" + dump.str() +
+         "this=" + address + ", pC=" + address + "\n" + dump +
              "\n      Tet3::setOppTet(), ERROR: trying to set *this as neighbor of *this, ith=2\n" + assertionLine("this!=pC")},
         {[&] { u.tet->getEdge(2, 2); }, "\n      Tet3::getEdge(), ERROR: opp3ICI==opp2ICI=2\n" + assertionLine("opp3ICI!=opp2ICI")},
     };
@@ -248,22 +225,19 @@ TEST(Tet3Records, DumpListsCornersNeighboursAndOrientation)
     const std::string aCoordinates[4] = {"       0,        0,        0", "       1,        0,        0", "       0,        1,        0",
                                          "       0,        0,        1"};
     const Point3* aCorners[4] = {&u.a, &u.b, &u.c, &u.d};
-    std::string expected = "Tetrahedron (ID=" + std::to_string(u.tet->getLabel()) + "), (this=" + addressText(u.tet.get()) +
+    std::string expected = "Tetrahedron (ID=" + std::to_string(u.tet->getLabel()) + "), (this=" + streamed(u.tet.get()) +
                            "): hasBeenVisited=1, ownOri=ORI3_ORIENTATION3_POSITIVE\n";
     for (int i = 0; i < 4; ++i) {
-        const std::string neighborText = i == 1 ? addressText(u.tet.get() + 1) : addressText(nullptr) + " (NULL)";
-        expected += "ith=" + std::to_string(i) + ", vertex (" + addressText(aCorners[i]) + "): " + addressText(aCorners[i]) + "\t" +
+        const std::string neighborText = i == 1 ? streamed(u.tet.get() + 1) : streamed(static_cast<const void*>(nullptr)) + " (NULL)";
+        expected += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorners[i]) + "): " + streamed(aCorners[i]) + "\t" +
                     aCoordinates[i] + "  oppTet=" + neighborText + "\n";
     }
-    std::ostringstream os;
-    os << *u.tet.get();
-    EXPECT_EQ(os.str(), expected);
+    EXPECT_EQ(streamed(*u.tet.get()), expected);
     Point3 inPlane(0.5, 0.5, 0);
     for (const auto& [pD, ownOri] : {std::pair<Point3*, std::string>{&u.d, "ORI3_ORIENTATION3_NEGATIVE"}, {&inPlane, "ORI3_ZERO"}}) {
         u.tet->setProperties(&u.a, &u.c, &u.b, pD);
-        std::ostringstream dump;
-        dump << *u.tet.get();
-        EXPECT_NE(dump.str().substr(0, dump.str().find('\n')).find(", ownOri=" + ownOri), std::string::npos);
+        const std::string dump = streamed(*u.tet.get());
+        EXPECT_NE(dump.substr(0, dump.find('\n')).find(", ownOri=" + ownOri), std::string::npos);
     }
 }
 
@@ -299,12 +273,10 @@ TEST(Edge3Handles, DumpsOfEdgeAndCirculator)
 {
     UnitCorners u;
     const Edge3 e(u.tet.get(), 3, 1);
-    const std::string expectedEdge = "Edge (pTet" + addressText(u.tet.get()) + "): \nopp3ICI=3, " + addressText(&u.d) +
-                                     "\nopp2ICI=1, " + addressText(&u.b) + "\nsrcICI=0, " + addressText(&u.a) + "\ntrgICI=2, " +
-                                     addressText(&u.c) + "\n";
-    std::ostringstream os;
-    os << e;
-    EXPECT_EQ(os.str(), expectedEdge);
+    const std::string expectedEdge = "Edge (pTet" + streamed(u.tet.get()) + "): \nopp3ICI=3, " + streamed(&u.d) +
+                                     "\nopp2ICI=1, " + streamed(&u.b) + "\nsrcICI=0, " + streamed(&u.a) + "\ntrgICI=2, " +
+                                     streamed(&u.c) + "\n";
+    EXPECT_EQ(streamed(e), expectedEdge);
     const std::string rule(35, '-');
     testing::internal::CaptureStdout();
     TetAroundEdgeIterator(e).debug();

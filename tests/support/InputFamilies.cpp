@@ -111,34 +111,30 @@ Points tinyGridWithDuplicates(std::uint64_t seed)
     return withDuplicates(subset, rng(), 0.35);
 }
 
-Points coplanarOnly(int n, std::uint64_t seed)
+Points affineMix(const Frame& frame, int n, std::uint64_t seed, int percentOnLine, int percentOnPlane, int range)
 {
     std::mt19937_64 rng(seed);
     Points points;
     for (int i = 0; i < n; ++i) {
-        int x = uniformInt(rng, -20, 20);
-        int y = uniformInt(rng, -20, 20);
-        points.emplace_back(x, y, x + 2 * y - 3);
+        const int kind = uniformInt(rng, 1, 100);
+        const int a = uniformInt(rng, -range, range);
+        const int b = kind <= percentOnLine ? 0 : uniformInt(rng, -range, range);
+        const int c = kind <= percentOnLine + percentOnPlane ? 0 : uniformInt(rng, -range, range);
+        std::array<double, 3> p;
+        for (int axis = 0; axis < 3; ++axis) p[axis] = frame[0][axis] + a * frame[1][axis] + b * frame[2][axis] + c * frame[3][axis];
+        points.emplace_back(p[0], p[1], p[2]);
     }
     return points;
 }
 
-Points coplanarPlusOne(int n, std::uint64_t seed)
+Points coplanarOnly(int n, std::uint64_t seed)
 {
-    Points points = coplanarOnly(n, seed);
-    points.emplace_back(1.5, -2.0, 7.25);
-    return points;
+    return affineMix({{{0, 0, -3}, {1, 0, 1}, {0, 1, 2}, {0, 0, 0}}}, n, seed, 0, 100, 20);
 }
 
 Points collinear(int n, std::uint64_t seed)
 {
-    std::mt19937_64 rng(seed);
-    Points points;
-    for (int i = 0; i < n; ++i) {
-        int t = uniformInt(rng, -50, 50);
-        points.emplace_back(1 + 3 * t, 5 - t, -7 + 2 * t);
-    }
-    return points;
+    return affineMix({{{1, 5, -7}, {3, -1, 2}, {0, 0, 0}, {0, 0, 0}}}, n, seed, 100, 0, 50);
 }
 
 // Uniform points in a cube of side 1000 placed at about 2^exponent from the origin.
@@ -148,12 +144,6 @@ static Points largeOffset(int n, std::uint64_t seed, int exponent)
     Points points = uniformCube(n, seed, 0.0, 1000.0);
     for (Point3& p : points) p.exchange(p.x() + offset, p.y() - offset, p.z() + 0.5 * offset);
     return points;
-}
-
-// Uniform points in a cube of side 2^-40.
-static Points tinyScale(int n, std::uint64_t seed)
-{
-    return uniformCube(n, seed, 0.0, std::ldexp(1.0, -40));
 }
 
 Points withDuplicates(const Points& points, std::uint64_t seed, double duplicateFraction)
@@ -180,10 +170,15 @@ const std::vector<Family>& allFamilies()
         {"gaussianClusters", [](int n, std::uint64_t s) { return gaussianClusters(n, s); }},
         {"nearSphere", [](int n, std::uint64_t s) { return nearSphere(n, s); }},
         {"grid", [](int n, std::uint64_t s) { return integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s); }},
-        {"coplanarPlusOne", [](int n, std::uint64_t s) { return coplanarPlusOne(n - 1, s); }},
+        {"coplanarPlusOne",
+         [](int n, std::uint64_t s) {
+             Points points = coplanarOnly(n - 1, s);
+             points.emplace_back(1.5, -2.0, 7.25);
+             return points;
+         }},
         {"largeOffset30", [](int n, std::uint64_t s) { return largeOffset(n, s, 30); }},
         {"largeOffset40", [](int n, std::uint64_t s) { return largeOffset(n, s, 40); }},
-        {"tinyScale", [](int n, std::uint64_t s) { return tinyScale(n, s); }},
+        {"tinyScale", [](int n, std::uint64_t s) { return uniformCube(n, s, 0.0, std::ldexp(1.0, -40)); }},
         {"uniformWithDuplicates", [](int n, std::uint64_t s) { return withDuplicates(uniformCube(n, s), s + 1, 0.3); }},
         {"coplanarOnly", [](int n, std::uint64_t s) { return coplanarOnly(n, s); }},
         {"collinear", [](int n, std::uint64_t s) { return collinear(n, s); }},

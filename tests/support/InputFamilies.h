@@ -1,6 +1,7 @@
 #pragma once
 // Seeded point generators for the engine tests. Every family is deterministic for a given seed
 // (std::mt19937_64), so a failing case can be replayed from its family name, size and seed.
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -22,10 +23,12 @@ Points pythagoreanSphere(int r, std::uint64_t seed);
 Points integerGrid(int n, std::uint64_t seed);
 // A random subset of {0,1,2}^3 in random order, with about a third of the points repeated.
 Points tinyGridWithDuplicates(std::uint64_t seed);
+// Points o + a*u + b*v + c*w of the frame (o, u, v, w) with integer coefficients in [-range, range]:
+// on the line (b = c = 0), the plane (c = 0) or off it with the given percentages. Exact in double.
+using Frame = std::array<std::array<int, 3>, 4>;
+Points affineMix(const Frame& frame, int n, std::uint64_t seed, int percentOnLine, int percentOnPlane, int range);
 // Integer points on the plane x + 2y - z == 3 (all exactly coplanar).
 Points coplanarOnly(int n, std::uint64_t seed);
-// coplanarOnly(n) followed by one point off that plane.
-Points coplanarPlusOne(int n, std::uint64_t seed);
 // Integer multiples of (3, -1, 2) shifted by (1, 5, -7): all exactly collinear.
 Points collinear(int n, std::uint64_t seed);
 // The points plus copies of random members (the zero coordinates of some copies negated), shuffled.

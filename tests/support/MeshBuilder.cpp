@@ -5,6 +5,7 @@
 #include <sstream>
 #include <unordered_set>
 
+#include "ExactOracle.h"
 #include "MeshChecker.h"
 
 using VESK3D::Point3;
@@ -30,36 +31,61 @@ std::array<double, 3> coordKey(const Point3& p)
     return ::testing::AssertionSuccess();
 }
 
-// Records what the start-up rules may leave held when a call creates the first tetrahedron: the
-// single-point path triangulates only the first tetrahedron; a batch triangulates the earlier
+using Quadruple = std::array<const Point3*, 4>;
+
+// The first quadruple of registry positions i < j < k < l, in lexicographic order, whose points span
+// a volume, the first two swapped when negatively oriented; none (all null) while they are coplanar.
+Quadruple plainFirstQuadruple(const std::vector<Point3*>& v)
+{
+    const std::size_t n = v.size();
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = i + 1; j < n; ++j)
+            for (std::size_t k = j + 1; k < n; ++k)
+                for (std::size_t l = k + 1; l < n; ++l) {
+                    const int sign = exactOrientSign(*v[i], *v[j], *v[k], *v[l]);
+                    if (sign > 0) return {v[i], v[j], v[k], v[l]};
+                    if (sign < 0) return {v[j], v[i], v[k], v[l]};
+                }
+    return {};
+}
+
+// The quartic search is affordable up to this many registered points.
+constexpr std::size_t maxSearchedRegistry = 24;
+
+// Watches the start-up rules. The single-point path builds only the first tetrahedron, from the
+// plain search's quadruple, and leaves the other points held; a batch triangulates the earlier
 // points too unless the registry's size happens to equal the batch's.
 class StartupWatch {
 public:
     explicit StartupWatch(const BuiltMesh& mesh) : wasFull(mesh.dt->is3D())
     {
-        if (!wasFull) mesh.dt->getVertices(vBefore);
+        if (!wasFull) vBefore = allVertices(*mesh.dt);
     }
 
-    void afterSingle(BuiltMesh& mesh) const
+    ::testing::AssertionResult afterSingle(BuiltMesh& mesh) const
     {
-        if (wasFull || !mesh.dt->is3D()) return;
+        if (wasFull) return ::testing::AssertionSuccess();
+        const std::vector<Point3*> vNow = allVertices(*mesh.dt);
+        const Tets vTets = allTetrahedra(*mesh.dt);
+        const Quadruple built = vTets.size() == 1 ? Quadruple{vTets[0]->getCorner(0), vTets[0]->getCorner(1), vTets[0]->getCorner(2),
+                                                              vTets[0]->getCorner(3)}
+                                                  : Quadruple{};
+        if (vNow.size() <= maxSearchedRegistry && built != plainFirstQuadruple(vNow))
+            return ::testing::AssertionFailure() << "the start-up state after " << vNow.size() << " points is not the plain search's choice";
         std::unordered_set<const Point3*> corners;
-        for (const Tet3* t : allTetrahedra(*mesh.dt)) {
+        for (const Tet3* t : vTets) {
             for (int i = 0; i < 4; ++i) corners.insert(t->getCorner(i));
         }
-        std::vector<Point3*> vNow;
-        mesh.dt->getVertices(vNow);
         for (const Point3* p : vNow) {
-            if (!corners.count(p)) mesh.vMayBeHeld.push_back(*p);
+            if (!vTets.empty() && !corners.count(p)) mesh.vMayBeHeld.push_back(*p);
         }
+        return ::testing::AssertionSuccess();
     }
 
     void afterBatch(BuiltMesh& mesh, std::size_t batchSize) const
     {
         if (wasFull || !mesh.dt->is3D()) return;
-        std::vector<Point3*> vNow;
-        mesh.dt->getVertices(vNow);
-        if (vNow.size() != batchSize) return;
+        if (allVertices(*mesh.dt).size() != batchSize) return;
         for (const Point3* p : vBefore) mesh.vMayBeHeld.push_back(*p);
     }
 
@@ -74,15 +100,15 @@ private:
     Point3 copy(p);
     Point3* pVertex = mesh.dt->insert(copy);
     mesh.vInputs.push_back(p);
-    watch.afterSingle(mesh);
-    return checkHandle(mesh, p, pVertex);
+    ::testing::AssertionResult result = watch.afterSingle(mesh);
+    return result ? checkHandle(mesh, p, pVertex) : result;
 }
 
 ::testing::AssertionResult insertChunk(BuiltMesh& mesh, const Points& vChunk, bool withHandles)
 {
     StartupWatch watch(mesh);
     Points copy(vChunk);
-    std::vector<Point3*> vHandles;
+    std::vector<Point3*> vHandles{nullptr}; // stale content: the engine only warns and refills the list
     if (withHandles) mesh.dt->insert(copy, vHandles);
     else mesh.dt->insert(copy);
     mesh.vInputs.insert(mesh.vInputs.end(), vChunk.begin(), vChunk.end());
@@ -99,20 +125,22 @@ private:
     return ::testing::AssertionSuccess();
 }
 
-::testing::AssertionResult insertInChunks(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
+// Hands the points over in the mode's call pattern.
+::testing::AssertionResult insertInPattern(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
 {
+    if (mode == InsertMode::Batch || mode == InsertMode::BatchHandles) return insertChunk(mesh, vPoints, mode == InsertMode::BatchHandles);
     std::mt19937_64 rng(seed);
     const std::size_t maxChunk = std::max<std::size_t>(1, vPoints.size() / 3);
     for (std::size_t first = 0; first < vPoints.size();) {
-        if (mode == InsertMode::Mixed && rng() % 2 == 0) {
-            ::testing::AssertionResult result = insertSingle(mesh, vPoints[first++]);
-            if (!result) return result;
-            continue;
+        ::testing::AssertionResult result = ::testing::AssertionSuccess();
+        if (mode == InsertMode::Singles || (mode == InsertMode::Mixed && rng() % 2 == 0)) {
+            result = insertSingle(mesh, vPoints[first++]);
+        } else {
+            const std::size_t size = std::min(vPoints.size() - first, 1 + static_cast<std::size_t>(rng() % maxChunk));
+            result = insertChunk(mesh, Points(vPoints.begin() + first, vPoints.begin() + first + size),
+                                 mode == InsertMode::SeveralBatches || rng() % 2 == 0);
+            first += size;
         }
-        const std::size_t size = std::min(vPoints.size() - first, 1 + static_cast<std::size_t>(rng() % maxChunk));
-        const Points vChunk(vPoints.begin() + first, vPoints.begin() + first + size);
-        first += size;
-        ::testing::AssertionResult result = insertChunk(mesh, vChunk, mode == InsertMode::SeveralBatches || rng() % 2 == 0);
         if (!result) return result;
     }
     return ::testing::AssertionSuccess();
@@ -121,8 +149,7 @@ private:
 // Handles stay valid for the life of the triangulation: all of them must still be registered.
 ::testing::AssertionResult checkHandlesRegistered(const BuiltMesh& mesh)
 {
-    std::vector<Point3*> vVertices;
-    mesh.dt->getVertices(vVertices);
+    const std::vector<Point3*> vVertices = allVertices(*mesh.dt);
     const std::unordered_set<const Point3*> registered(vVertices.begin(), vVertices.end());
     for (const auto& entry : mesh.vertexOf) {
         if (!registered.count(entry.second)) return ::testing::AssertionFailure() << "a vertex handed back earlier is no longer registered";
@@ -135,14 +162,8 @@ private:
 
 const char* modeName(InsertMode mode)
 {
-    switch (mode) {
-    case InsertMode::Batch: return "Batch";
-    case InsertMode::BatchHandles: return "BatchHandles";
-    case InsertMode::Singles: return "Singles";
-    case InsertMode::SeveralBatches: return "SeveralBatches";
-    case InsertMode::Mixed: return "Mixed";
-    }
-    return "?";
+    static const char* const names[] = {"Batch", "BatchHandles", "Singles", "SeveralBatches", "Mixed"};
+    return names[static_cast<int>(mode)];
 }
 
 ::testing::AssertionResult insertPoints(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed)
@@ -150,15 +171,7 @@ const char* modeName(InsertMode mode)
     ::testing::internal::CaptureStdout();
     ::testing::AssertionResult result = ::testing::AssertionSuccess();
     try {
-        switch (mode) {
-        case InsertMode::Batch:
-        case InsertMode::BatchHandles: result = insertChunk(mesh, vPoints, mode == InsertMode::BatchHandles); break;
-        case InsertMode::Singles:
-            for (std::size_t i = 0; i < vPoints.size() && result; ++i) result = insertSingle(mesh, vPoints[i]);
-            break;
-        case InsertMode::SeveralBatches:
-        case InsertMode::Mixed: result = insertInChunks(mesh, vPoints, mode, seed); break;
-        }
+        result = insertInPattern(mesh, vPoints, mode, seed);
     } catch (const std::exception&) {
         const std::string output = ::testing::internal::GetCapturedStdout();
         // The cause was printed just before the throw.
@@ -168,6 +181,13 @@ const char* modeName(InsertMode mode)
     ::testing::internal::GetCapturedStdout();
     if (!result) return result;
     return checkHandlesRegistered(mesh);
+}
+
+BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t seed)
+{
+    BuiltMesh mesh;
+    EXPECT_TRUE(insertPoints(mesh, vPoints, mode, seed));
+    return mesh;
 }
 
 ::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName)

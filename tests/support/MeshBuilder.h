@@ -39,6 +39,9 @@ struct BuiltMesh {
 // output is swallowed.
 ::testing::AssertionResult insertPoints(BuiltMesh& mesh, const Points& vPoints, InsertMode mode, std::uint64_t seed);
 
+// Builds a fresh mesh, expecting the insertions to succeed.
+BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode = InsertMode::Batch, std::uint64_t seed = 0);
+
 // Builds a fresh mesh and runs checkMesh on it; the message names the case for replay.
 ::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName);
 

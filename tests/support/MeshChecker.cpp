@@ -1,10 +1,9 @@
 #include "MeshChecker.h"
 
 #include <algorithm>
-#include <climits>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <initializer_list>
 #include <map>
 #include <set>
 #include <sstream>
@@ -26,16 +25,7 @@ namespace VeskTest {
 
 namespace {
 
-struct CoordLess {
-    bool operator()(const Point3& a, const Point3& b) const
-    {
-        if (a.x() != b.x()) return a.x() < b.x();
-        if (a.y() != b.y()) return a.y() < b.y();
-        return a.z() < b.z();
-    }
-    bool operator()(const Point3* a, const Point3* b) const { return (*this)(*a, *b); }
-};
-using CoordSet = std::set<Point3, CoordLess>;
+using CoordSet = std::set<Point3>;
 
 std::string describe(const Point3& p)
 {
@@ -78,31 +68,14 @@ double permanent3(const double* p, const double* q, const double* r)
 }
 
 // The rounding error of both determinants stays below 30 units in the last place of their
-// permanent; these bounds are a thousand times wider. That holds only while no product of up to five
-// entries underflows or overflows, so the rows are first scaled by a power of two (which keeps the
-// signs) to bring their largest entry near one; an entry that is then not zero or within
-// [2^-200, 2^0] leaves the decision to the oracle.
+// permanent; these bounds are a thousand times wider. A permanent outside [2^-900, DBL_MAX] may hide
+// an overflow, or underflows the bound ignores, so the oracle decides those.
 constexpr double orientFilterBound = 1e-12;
 constexpr double inSphereFilterBound = 1e-11;
 
-bool scaledIntoFilterRange(std::initializer_list<double*> rows)
-{
-    int largest = INT_MIN;
-    for (const double* row : rows)
-        for (int k = 0; k < 3; ++k)
-            if (row[k] != 0.0 && std::isfinite(row[k])) largest = std::max(largest, std::ilogb(row[k]));
-    if (largest == INT_MIN) return false;
-    for (double* row : rows)
-        for (int k = 0; k < 3; ++k) {
-            row[k] = std::ldexp(row[k], -largest);
-            const double magnitude = std::fabs(row[k]);
-            if (magnitude != 0.0 && !(magnitude >= 0x1p-200 && magnitude < 2.0)) return false;
-        }
-    return true;
-}
-
 bool filterDecides(double det, double permanent, double relativeBound, int& sign)
 {
+    if (!(permanent >= 0x1p-900 && permanent <= DBL_MAX)) return false;
     const double bound = relativeBound * permanent;
     if (det > bound) sign = 1;
     else if (det < -bound) sign = -1;
@@ -120,10 +93,8 @@ bool collinear(const Point3& a, const Point3& b, const Point3& c)
 TetKey tetKey(const Tet3& tet)
 {
     TetKey key;
-    for (int i = 0; i < 4; ++i) {
-        // Adding 0.0 turns -0.0 into 0.0, so equal points give equal keys.
-        key[i] = {tet.getCorner(i)->x() + 0.0, tet.getCorner(i)->y() + 0.0, tet.getCorner(i)->z() + 0.0};
-    }
+    // Adding 0.0 turns -0.0 into 0.0, so equal points give equal keys.
+    for (int i = 0; i < 4; ++i) key[i] = {tet.getCorner(i)->x() + 0.0, tet.getCorner(i)->y() + 0.0, tet.getCorner(i)->z() + 0.0};
     std::sort(key.begin(), key.end());
     return key;
 }
@@ -364,19 +335,17 @@ AssertionResult checkTetrahedralization(const MeshView& mesh, const Points& vInp
 
 AssertionResult checkMesh(const VESK3D::Vesk_3D& dt, const Points& vInputs, const Points& vMayBeHeld)
 {
-    MeshView mesh{{}, allTetrahedra(dt), dt.is3D()};
-    dt.getVertices(mesh.vVertices);
-    return checkTetrahedralization(mesh, vInputs, vMayBeHeld);
+    return checkTetrahedralization(MeshView{allVertices(dt), allTetrahedra(dt), dt.is3D()}, vInputs, vMayBeHeld);
 }
 
 int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
 {
-    double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
-    double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
-    double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
+    const double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
+    const double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
+    const double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
     int sign = 0;
     // (u x v) . w == w . (u x v)
-    if (scaledIntoFilterRange({u, v, w}) && filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
+    if (filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
     return exactOrientSign(a, b, c, d);
 }
 
@@ -392,7 +361,6 @@ int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3
         rows[i][1] = corners[i]->y() - e.y();
         rows[i][2] = corners[i]->z() - e.z();
     }
-    const bool bFilterable = scaledIntoFilterRange({rows[0], rows[1], rows[2], rows[3]});
     for (int i = 0; i < 4; ++i) lifts[i] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
     // Expansion of the 4x4 determinant (rows: corner - e, lifted) along its lift column.
     const double det = -lifts[0] * det3(rows[1], rows[2], rows[3]) + lifts[1] * det3(rows[0], rows[2], rows[3])
@@ -401,7 +369,7 @@ int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3
                            + lifts[2] * permanent3(rows[0], rows[1], rows[3]) + lifts[3] * permanent3(rows[0], rows[1], rows[2]);
     int sign = 0;
     // For a positive tetrahedron in this orientation convention the determinant is negative inside.
-    if (bFilterable && filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
+    if (filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
     return exactInSphereSign(a, b, c, d, e);
 }
 
@@ -433,54 +401,47 @@ Tets allTetrahedra(const VESK3D::Vesk_3D& dt)
     return vTets;
 }
 
+std::vector<Point3*> allVertices(const VESK3D::Vesk_3D& dt)
+{
+    std::vector<Point3*> vVertices;
+    dt.getVertices(vVertices);
+    return vVertices;
+}
+
 Listing listing(const VESK3D::Vesk_3D& dt)
 {
     Listing vTets;
     for (const Tet3* t : allTetrahedra(dt)) {
         std::array<double, 12> coords;
-        for (int i = 0; i < 4; ++i) {
-            coords[3 * i] = t->getCorner(i)->x();
-            coords[3 * i + 1] = t->getCorner(i)->y();
-            coords[3 * i + 2] = t->getCorner(i)->z();
-        }
+        for (int i = 0; i < 4; ++i) t->getCorner(i)->xyz(coords[3 * i], coords[3 * i + 1], coords[3 * i + 2]);
         vTets.push_back(coords);
     }
     return vTets;
 }
 
+// A bounding-box test first keeps the exact signs for the few tetrahedra near q.
 Tets bruteForceLocate(const Tets& vTets, const Point3& q)
 {
-    Tets vHolders;
-    for (Tet3* t : vTets) {
-        double lo[3] = {t->getCorner(0)->x(), t->getCorner(0)->y(), t->getCorner(0)->z()};
-        double hi[3] = {lo[0], lo[1], lo[2]};
-        for (int i = 1; i < 4; ++i) {
-            const double c[3] = {t->getCorner(i)->x(), t->getCorner(i)->y(), t->getCorner(i)->z()};
-            for (int k = 0; k < 3; ++k) {
-                lo[k] = std::min(lo[k], c[k]);
-                hi[k] = std::max(hi[k], c[k]);
+    const auto outsideBox = [&q](const Tet3& t) {
+        for (auto coord : {&Point3::x, &Point3::y, &Point3::z}) {
+            bool below = true, above = true;
+            for (int i = 0; i < 4; ++i) {
+                below &= (q.*coord)() < (t.getCorner(i)->*coord)();
+                above &= (q.*coord)() > (t.getCorner(i)->*coord)();
             }
+            if (below || above) return true;
         }
-        const double qc[3] = {q.x(), q.y(), q.z()};
-        bool inBox = true;
-        for (int k = 0; k < 3; ++k) inBox &= lo[k] <= qc[k] && qc[k] <= hi[k];
-        if (inBox && classify(*t, q) != Containment::Outside) vHolders.push_back(t);
-    }
+        return false;
+    };
+    Tets vHolders;
+    for (Tet3* t : vTets)
+        if (!outsideBox(*t) && classify(*t, q) != Containment::Outside) vHolders.push_back(t);
     return vHolders;
-}
-
-Tets bruteForceStar(const Tets& vTets, const Point3* pVtx)
-{
-    Tets vStar;
-    for (Tet3* t : vTets) {
-        if (t->hasVertex(pVtx)) vStar.push_back(t);
-    }
-    return vStar;
 }
 
 AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, Point3* pVtx)
 {
-    const Tets vExpected = bruteForceStar(vTets, pVtx);
+    const Tets vExpected = bruteForceEdgeRing(vTets, pVtx, pVtx);
     Tets vStar;
     ::testing::internal::CaptureStdout();
     dt.getTetsAroundVertex(pVtx, vStar);
@@ -495,9 +456,8 @@ AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, Point3* pVtx)
 Tets bruteForceEdgeRing(const Tets& vTets, const Point3* a, const Point3* b)
 {
     Tets vRing;
-    for (Tet3* t : vTets) {
+    for (Tet3* t : vTets)
         if (t->hasVertex(a) && t->hasVertex(b)) vRing.push_back(t);
-    }
     return vRing;
 }
 
@@ -509,8 +469,6 @@ std::vector<TetKey> sortedTetKeys(const Tets& vTets)
     return vKeys;
 }
 
-// What locate must answer for q: a tetrahedron with that corner for a vertex, null outside the hull
-// and on its boundary, and otherwise one of the tetrahedra that contain q.
 AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q)
 {
     const VESK3D::Tet3* found = dt.locate(q);

@@ -43,17 +43,16 @@ bool onHullFacetOf(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
 
 // getTetrahedra, asked only in the full-dimensional state (before it, it prints a line and returns nothing).
 Tets allTetrahedra(const VESK3D::Vesk_3D& dt);
+std::vector<VESK3D::Point3*> allVertices(const VESK3D::Vesk_3D& dt);
 // The tetrahedra whose closure contains q.
 Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
 // Whether dt.locate(q) answers as brute force over vTets (the mesh's tetrahedra) says it must: a
 // tetrahedron having q as a corner, one containing q, or null outside or on the hull boundary.
 ::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q);
-// The tetrahedra having pVtx as a corner.
-Tets bruteForceStar(const Tets& vTets, const VESK3D::Point3* pVtx);
-// Whether dt.getTetsAroundVertex(pVtx) lists those once each, the vertex's own tetrahedron first
+// Whether dt.getTetsAroundVertex(pVtx) lists the tetrahedra having pVtx as a corner once each, the vertex's own tetrahedron first
 // (nothing for a vertex held by the start-up rules).
 ::testing::AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, VESK3D::Point3* pVtx);
-// The tetrahedra having both a and b as corners.
+// The tetrahedra having both a and b as corners (with a == b: the star of a).
 Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D::Point3* b);
 
 // A tetrahedron as its four corner coordinates, sorted: comparable across triangulations.

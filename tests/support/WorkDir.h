@@ -1,12 +1,22 @@
 #pragma once
-// A scratch working directory for the tests that write scene and dump files.
+// A scratch working directory for the tests that write scene and dump files, and the texts they compare.
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace VeskTest {
 
 std::string readFile(const std::string& name);
+
+// What the value prints to a stream (for a pointer: its address).
+template <class T>
+std::string streamed(const T& value)
+{
+    std::ostringstream os;
+    os << value;
+    return os.str();
+}
 
 // Makes a fresh temporary directory the working directory for its lifetime, then restores the old
 // one and removes the directory with everything written into it.
