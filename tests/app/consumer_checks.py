@@ -43,34 +43,30 @@ def check(condition, message):
     if not condition:
         failures.append(message)
         print("FAIL:", message)
-    return condition
 
 
-def run_vesk3d(vesk3d, args, cwd):
-    result = subprocess.run([vesk3d, *args], cwd=cwd, capture_output=True, text=True)
+def run(args, cwd):
+    result = subprocess.run(args, cwd=cwd, capture_output=True, text=True)
     if result.returncode != 0:
-        raise RuntimeError(f"vesk3d {' '.join(args)} failed ({result.returncode}): {result.stderr}")
-    counts = dict(re.findall(r"^(points read|distinct vertices|tetrahedra|hull facets)\s+(\d+)$", result.stdout, re.M))
-    return {key: int(value) for key, value in counts.items()}
+        raise RuntimeError(f"{' '.join(args)} failed ({result.returncode}): {result.stderr}")
+    return result.stdout
 
 
 # ----- readers: each returns (points as an N x 3 array, tetrahedra as an M x 4 index array)
 
-def read_vtk(path):
+def read_vtk(path, workdir):
     reader = vtk.vtkXMLUnstructuredGridReader() if path.endswith(".vtu") else vtk.vtkUnstructuredGridReader()
     reader.SetFileName(path)
     reader.Update()
     grid = reader.GetOutput()
     from vtk.util.numpy_support import vtk_to_numpy
+    check(np.all(vtk_to_numpy(grid.GetCellTypesArray()) == vtk.VTK_TETRA), f"{path}: VTK sees cells that are not tetrahedra")
+    check(np.all(np.diff(vtk_to_numpy(grid.GetCells().GetOffsetsArray())) == 4), f"{path}: VTK sees cells without four points")
     points = vtk_to_numpy(grid.GetPoints().GetData()).astype(np.float64)
-    types = vtk_to_numpy(grid.GetCellTypesArray())
-    check(np.all(types == vtk.VTK_TETRA), f"{path}: VTK sees cells that are not tetrahedra")
-    offsets = vtk_to_numpy(grid.GetCells().GetOffsetsArray())
-    check(np.all(np.diff(offsets) == 4), f"{path}: VTK sees cells without four points")
     return points, vtk_to_numpy(grid.GetCells().GetConnectivityArray()).reshape(-1, 4)
 
 
-def read_meshio(path):
+def read_meshio(path, workdir):
     mesh = meshio.read(path)
     blocks = [block for block in mesh.cells if block.type == "tetra"]
     check(len(blocks) == len(mesh.cells), f"{path}: meshio sees cells that are not tetrahedra")
@@ -81,50 +77,38 @@ def read_tetgen_files(base):
     """TetGen's own text files (index, values...; '#' comments), 1-based as TetGen writes them."""
     def rows(path):
         with open(path) as f:
-            lines = [line.split("#")[0].split() for line in f]
-        return [line for line in lines if line]
-    node_rows = rows(base + ".node")
-    element_rows = rows(base + ".ele")
-    points = np.array([[float(v) for v in row[1:4]] for row in node_rows[1:]])
+            return [fields for fields in (line.split("#")[0].split() for line in f) if fields]
+    node_rows, element_rows = rows(base + ".node"), rows(base + ".ele")
     first_index = int(node_rows[1][0])
-    tets = np.array([[int(v) - first_index for v in row[1:5]] for row in element_rows[1:]])
-    return points, tets
+    points = np.array([[float(v) for v in row[1:4]] for row in node_rows[1:]])
+    return points, np.array([[int(v) - first_index for v in row[1:5]] for row in element_rows[1:]])
 
 
 def read_with_tetgen(path, workdir):
     """Lets TetGen rebuild the mesh from our .node/.ele (-r), check it (-CC) and write it again."""
     base = path[: -len(".node")]
-    result = subprocess.run([TETGEN, "-rCCV", os.path.basename(base)], cwd=workdir, capture_output=True, text=True)
-    check(result.returncode == 0, f"{path}: tetgen -r failed: {result.stderr}")
-    log = result.stdout
+    log = run([TETGEN, "-rCCV", os.path.basename(base)], workdir)
     check("the mesh appears to be consistent" in log, f"{path}: TetGen finds the mesh inconsistent")
     check("The mesh is Delaunay." in log, f"{path}: TetGen finds the mesh not Delaunay")
-    rebuilt_points, rebuilt_tets = read_tetgen_files(base + ".1")
     # Orientation is judged on our own .ele: TetGen silently turns inverted tetrahedra around.
-    points, tets = read_tetgen_files(base)
-    check_positive(path + " (as written)", points, tets)
-    return rebuilt_points, rebuilt_tets
+    check_positive(path + " (as written)", *read_tetgen_files(base))
+    return read_tetgen_files(base + ".1")
 
 
 def tetgen_delaunay(points, workdir):
     """The oracle: TetGen's Delaunay tetrahedralization of the same points."""
     with open(os.path.join(workdir, "oracle.node"), "w") as f:
         f.write(f"{len(points)} 3 0 0\n")
-        for i, p in enumerate(points):
-            f.write(f"{i + 1} {p[0]!r} {p[1]!r} {p[2]!r}\n")
-    subprocess.run([TETGEN, "-Q", "oracle.node"], cwd=workdir, check=True, capture_output=True)
+        f.writelines(f"{i + 1} {p[0]!r} {p[1]!r} {p[2]!r}\n" for i, p in enumerate(points))
+    run([TETGEN, "-Q", "oracle.node"], workdir)
     return read_tetgen_files(os.path.join(workdir, "oracle.1"))
 
 
 # ----- properties
 
-def signed_volumes(points, tets):
-    a, b, c, d = (points[tets[:, i]] for i in range(4))
-    return np.einsum("ij,ij->i", b - a, np.cross(c - a, d - a)) / 6.0
-
-
 def check_positive(label, points, tets):
-    volumes = signed_volumes(points, tets)
+    a, b, c, d = (points[tets[:, i]] for i in range(4))
+    volumes = np.einsum("ij,ij->i", b - a, np.cross(c - a, d - a))
     check(np.all(volumes > 0), f"{label}: {np.count_nonzero(volumes <= 0)} tetrahedra are not positively oriented")
 
 
@@ -136,8 +120,9 @@ def tet_set(points, tets):
 
 def check_format(extension, reader, points_in, workdir, vesk3d):
     path = os.path.join(workdir, "mesh" + extension)
-    counts = run_vesk3d(vesk3d, ["points.xyz", "-o", path], workdir)
-    points, tets = reader(path)
+    summary = run([vesk3d, "points.xyz", "-o", path], workdir)
+    counts = {key: int(value) for key, value in re.findall(r"^(distinct vertices|tetrahedra)\s+(\d+)$", summary, re.M)}
+    points, tets = reader(path, workdir)
     label = f"{len(points_in)} points, {extension}"
     check(len(points) == counts["distinct vertices"] == len(points_in), f"{label}: point counts differ")
     check(len(tets) == counts["tetrahedra"], f"{label}: consumer reads {len(tets)} tetrahedra, vesk3d reported {counts['tetrahedra']}")
@@ -147,18 +132,10 @@ def check_format(extension, reader, points_in, workdir, vesk3d):
 
 
 def check_point_set(points_in, vesk3d, workdir):
-    with open(os.path.join(workdir, "points.xyz"), "w") as f:
-        for p in points_in:
-            f.write(f"{p[0]!r} {p[1]!r} {p[2]!r}\n")
-    readers = {}
-    if vtk:
-        readers[".vtk"] = read_vtk
-        readers[".vtu"] = read_vtk
-    if meshio:
-        readers[".mesh"] = read_meshio
-        readers[".msh"] = read_meshio
-    if TETGEN:
-        readers[".node"] = lambda path: read_with_tetgen(path, workdir)
+    np.savetxt(os.path.join(workdir, "points.xyz"), points_in, fmt="%.17g")
+    readers = {**({".vtk": read_vtk, ".vtu": read_vtk} if vtk else {}),
+               **({".mesh": read_meshio, ".msh": read_meshio} if meshio else {}),
+               **({".node": read_with_tetgen} if TETGEN else {})}
     sets = {extension: check_format(extension, reader, points_in, workdir, vesk3d) for extension, reader in readers.items()}
     reference = tet_set(*tetgen_delaunay(points_in, workdir)) if TETGEN else next(iter(sets.values()))
     for extension, tets in sets.items():
@@ -173,13 +150,12 @@ def main():
     if not (vtk or meshio or TETGEN):
         print("no consumer installed: skipped")
         return SKIPPED
-    vesk3d = os.path.abspath(sys.argv[1])
     rng = np.random.default_rng(20240501)
     # Random doubles are in general position, so the Delaunay tetrahedralization is unique. The
     # larger set crosses the size from which .vtk and .vtu are written in binary.
     for count in (300, 12000):
         with tempfile.TemporaryDirectory() as workdir:
-            check_point_set(rng.random((count, 3)) * 100.0 - 50.0, vesk3d, workdir)
+            check_point_set(rng.random((count, 3)) * 100.0 - 50.0, os.path.abspath(sys.argv[1]), workdir)
     print("consumer checks:", "FAILED" if failures else "passed")
     return 1 if failures else 0
 

@@ -2,10 +2,7 @@
 // which files it leaves behind.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -18,7 +15,10 @@
 #include <tuple>
 #include <vector>
 
+#include "WorkDir.h"
+
 namespace fs = std::filesystem;
+using VeskTest::readFile;
 
 namespace {
 
@@ -27,19 +27,6 @@ struct CliResult {
     std::string out;
     std::string err;
 };
-
-std::string readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
-
-void writeFile(const fs::path& path, const std::string& content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
 
 std::string shellQuoted(const std::string& argument)
 {
@@ -52,11 +39,8 @@ std::string shellQuoted(const std::string& argument)
 long long summaryNumber(const std::string& out, const std::string& label)
 {
     std::istringstream lines(out);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.compare(0, label.size(), label) == 0 && line.size() > label.size() && line[label.size()] == ' ')
-            return std::stoll(line.substr(label.size()));
-    }
+    for (std::string line; std::getline(lines, line);)
+        if (line.compare(0, label.size() + 1, label + " ") == 0) return std::stoll(line.substr(label.size()));
     return -1;
 }
 
@@ -77,19 +61,14 @@ void expectSummaryOnly(const std::string& out)
 using Coordinates = std::tuple<double, double, double>;
 
 // The points of a TetGen .node file, parsed here independently of the command's readers.
-std::set<Coordinates> nodeFilePoints(const fs::path& path)
+std::set<Coordinates> nodeFilePoints(const std::string& path)
 {
     std::istringstream in(readFile(path));
     size_t count = 0;
-    int dimension = 0, attributes = 0, markers = 0;
-    in >> count >> dimension >> attributes >> markers;
+    int ignored = 0;
+    in >> count >> ignored >> ignored >> ignored;
     std::set<Coordinates> points;
-    for (size_t i = 0; i < count; ++i) {
-        long long index = 0;
-        double x = 0, y = 0, z = 0;
-        in >> index >> x >> y >> z;
-        points.insert({x, y, z});
-    }
+    for (double index = 0, x = 0, y = 0, z = 0; count > 0 && in >> index >> x >> y >> z; --count) points.insert({x, y, z});
     return points;
 }
 
@@ -98,16 +77,19 @@ std::string bytesOf(T value, bool bBigEndian)
 {
     std::string bytes(sizeof(T), '\0');
     std::memcpy(bytes.data(), &value, sizeof(T));
-    const uint16_t probe = 1;
-    const bool bHostLittle = *reinterpret_cast<const unsigned char*>(&probe) == 1;
-    if (bBigEndian == bHostLittle) std::reverse(bytes.begin(), bytes.end());
+    if (bBigEndian != (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)) std::reverse(bytes.begin(), bytes.end());
     return bytes;
 }
 
-std::string plyHeader(const std::string& format, size_t numVertices, const std::string& type)
+// A PLY header of numVertices vertices with coordinates of the given type; a decorated one adds
+// what readers must skip: a comment, a property before x, a list after z and a face element.
+std::string plyHeader(const std::string& format, size_t numVertices, const std::string& type, bool bDecorated = false)
 {
-    return "ply\nformat " + format + " 1.0\nelement vertex " + std::to_string(numVertices) + "\nproperty " + type +
-           " x\nproperty " + type + " y\nproperty " + type + " z\nend_header\n";
+    std::string header = "ply\nformat " + format + " 1.0\n" + (bDecorated ? "comment made by hand\n" : "") +
+                         "element vertex " + std::to_string(numVertices) + "\n" + (bDecorated ? "property uchar flag\n" : "");
+    for (const char* axis : {" x\n", " y\n", " z\n"}) header += "property " + type + axis;
+    if (bDecorated) header += "property list uchar int extra\nelement face 1\nproperty list uchar int vertex_indices\n";
+    return header + "end_header\n";
 }
 
 // Binary little-endian doubles, three per vertex.
@@ -132,29 +114,21 @@ struct BadInput {
     std::string output = "out.vtk";
 };
 
+// The command runs in work/, within a scratch directory that also takes its two output streams.
 class CliTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-        root = fs::temp_directory_path() / ("vesk3d_cli_" + name + "_" + std::to_string(getpid()));
-        fs::remove_all(root);
-        work = root / "work";
-        fs::create_directories(work);
-    }
-    void TearDown() override { fs::remove_all(root); }
+    CliTest() { fs::create_directory(work); }
 
     CliResult run(const std::vector<std::string>& arguments) const
     {
-        std::string command = "cd " + shellQuoted(work.string()) + " && " + shellQuoted(VESK3D_CLI_PATH);
+        std::string command = "cd work && " + shellQuoted(VESK3D_CLI_PATH);
         for (const std::string& argument : arguments) command += " " + shellQuoted(argument);
-        command += " >" + shellQuoted((root / "stdout").string()) + " 2>" + shellQuoted((root / "stderr").string()) + " </dev/null";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(root / "stdout"), readFile(root / "stderr")};
+        const int status = std::system((command + " >../stdout 2>../stderr </dev/null").c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("stdout"), readFile("stderr")};
     }
 
-    void put(const std::string& name, const std::string& content) const { writeFile(work / name, content); }
-    std::string get(const std::string& name) const { return readFile(work / name); }
+    void put(const std::string& name, const std::string& content) const { std::ofstream(work / name, std::ios::binary) << content; }
+    std::string get(const std::string& name) const { return readFile((work / name).string()); }
 
     std::set<std::string> listing() const
     {
@@ -165,21 +139,22 @@ protected:
 
     // Every fault must name the file and where in it, end with status 1, and leave the earlier
     // output and the directory exactly as they were.
-    void expectRejected(const CliResult& result, const std::string& message, const std::set<std::string>& before) const
+    void expectRejected(const std::vector<std::string>& arguments, const std::string& message) const
     {
+        const std::set<std::string> before = listing();
+        const CliResult result = run(arguments);
         EXPECT_EQ(result.status, 1);
         EXPECT_NE(result.err.find("vesk3d: error: " + message), std::string::npos) << result.err;
         EXPECT_EQ(get("out.vtk"), previousOutput);
         EXPECT_EQ(listing(), before);
     }
 
-    fs::path root;
-    fs::path work;
+    VeskTest::TempWorkDir scratch;
+    const fs::path work = "work";
 };
 
 } // namespace
 
-// Every fault names the file and where in it; the earlier output and the directory stay as they were.
 TEST_F(CliTest, BadInputsAndOutputsNameFilePositionAndFault)
 {
     const std::string header4 = plyHeader("binary_little_endian", 4, "double");
@@ -188,7 +163,6 @@ TEST_F(CliTest, BadInputsAndOutputsNameFilePositionAndFault)
     vWithNan[4] = std::numeric_limits<double>::quiet_NaN();
     const std::string full = header4 + plyDoubles(vCorners);
     const std::string truncated = full.substr(0, full.size() - 12);
-    const size_t h = header4.size();
     const std::vector<BadInput> vCases = {
         {"bad.xyz", "1 2 3\n\n# comment\n4 x5 6\n", "bad.xyz:4: malformed number 'x5' in column 2"},
         {"few.xyz", "1 2 3\n1 2\n", "few.xyz:2: expected at least 3 values, found 2"},
@@ -209,8 +183,8 @@ TEST_F(CliTest, BadInputsAndOutputsNameFilePositionAndFault)
         {"trunc.ply", truncated,
          "trunc.ply: byte " + std::to_string(truncated.size()) + ": the file ends inside vertex record 3 of the 4 that the header declares"},
         {"nanbin.ply", header4 + plyDoubles(vWithNan),
-         "nanbin.ply: byte " + std::to_string(h + 24) + ": vertex 1 has a coordinate that is not a finite number"},
-        {"extra.ply", full + "trail", "extra.ply: byte " + std::to_string(h + 96) + ": 5 bytes follow the last record"},
+         "nanbin.ply: byte " + std::to_string(header4.size() + 24) + ": vertex 1 has a coordinate that is not a finite number"},
+        {"extra.ply", full + "trail", "extra.ply: byte " + std::to_string(header4.size() + 96) + ": 5 bytes follow the last record"},
         // Header lines 1-7, vertices from line 8: the file ends after the fourth, on line 11.
         {"short.ply", plyHeader("ascii", 5, "float") + "0 0 0\n1 0 0\n0 1 0\n0 0 1\n",
          "short.ply:11: the header declares 5 vertex records but the file ends after 4"},
@@ -233,8 +207,7 @@ TEST_F(CliTest, BadInputsAndOutputsNameFilePositionAndFault)
     for (const BadInput& bad : vCases) {
         SCOPED_TRACE(bad.fileName);
         if (!bad.content.empty()) put(bad.fileName, bad.content);
-        const std::set<std::string> before = listing();
-        expectRejected(run({bad.fileName, "-o", bad.output}), bad.message, before);
+        expectRejected({bad.fileName, "-o", bad.output}, bad.message);
         if (!bad.content.empty()) fs::remove(work / bad.fileName);
     }
 }
@@ -291,10 +264,9 @@ TEST_F(CliTest, SummaryCountsAndWhereEachLineGoes)
 
     const CliResult verbose = run({"points.xyz", "--check", "-v", "-o", "out.vtu"});
     expectSummaryOnly(verbose.out);
-    const size_t batch = verbose.err.find("\nnumPoints=7\n");
     const size_t verdict = verbose.err.find("\n** CheckValidity at (vesk3d --check) has been finished, seems OK\n");
     EXPECT_NE(verdict, std::string::npos) << verbose.err;
-    EXPECT_LT(batch, verdict);
+    EXPECT_LT(verbose.err.find("\nnumPoints=7\n"), verdict);
 
     const CliResult quiet = run({"-q", "points.xyz", "--check", "-o", "out.msh"});
     EXPECT_EQ(std::make_tuple(quiet.status, quiet.out, quiet.err), std::make_tuple(0, std::string(), std::string()));
@@ -306,57 +278,48 @@ TEST_F(CliTest, SummaryCountsAndWhereEachLineGoes)
     EXPECT_EQ(failed.err, "numPoints=5\nvesk3d: error: flat.xyz: no tetrahedron: fewer than four distinct points, or all of "
                           "them in one plane\n");
     const CliResult quietFailure = run({"--quiet", "missing.xyz"});
-    EXPECT_EQ(quietFailure.status, 1);
-    EXPECT_EQ(quietFailure.out, "");
+    EXPECT_EQ(std::make_tuple(quietFailure.status, quietFailure.out), std::make_tuple(1, std::string()));
     EXPECT_NE(quietFailure.err.find("missing.xyz"), std::string::npos);
 }
 
 TEST_F(CliTest, CountsOfWhatIsNotReadOnlyWarn)
 {
     // A cube with three more vertices, whose header counts 7 faces where 8 follow.
-    std::string off = "OFF\n11 7 0\n";
-    for (const char* vertex : {"0 0 0", "1 0 0", "0 1 0", "1 1 0", "0 0 1", "1 0 1", "0 1 1", "1 1 1", "2 2 2", "3 0 0", "0 3 0"})
-        off += std::string(vertex) + "\n";
+    std::string off = "OFF\n11 7 0\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n2 2 2\n3 0 0\n0 3 0\n";
     for (int face = 0; face < 8; ++face) off += "3 0 1 " + std::to_string(face + 2) + "\n";
     put("cube.off", off);
     // Points 2 and 4 lack the attribute and the marker that the header declares.
     put("marks.node", "5 3 1 1\n1 0 0 0 9.5 1\n2 1 0 0\n3 0 1 0 9.5 0\n4 0 0 1 9.5\n5 2 2 2 9.5 1\n");
-    const std::vector<std::pair<std::string, std::string>> vCases = {
-        {"cube.off", "cube.off:2: the header declares 11 vertices and 7 faces, but 8 lines follow the vertices; the faces are "
-                     "not read"},
-        {"marks.node", "marks.node:3: 4 values where the header on line 1 declares 1 attribute and 1 boundary marker after "
-                       "the coordinates (2 point lines differ); attributes and markers are not read"},
+    const std::vector<std::tuple<std::string, long long, std::string>> vCases = {
+        {"cube.off", 11, "cube.off:2: the header declares 11 vertices and 7 faces, but 8 lines follow the vertices; the faces "
+                         "are not read"},
+        {"marks.node", 5, "marks.node:3: 4 values where the header on line 1 declares 1 attribute and 1 boundary marker after "
+                          "the coordinates (2 point lines differ); attributes and markers are not read"},
     };
-    for (const auto& [name, warning] : vCases) {
+    for (const auto& [name, numPoints, warning] : vCases) {
         SCOPED_TRACE(name);
         const CliResult result = run({name});
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.err, "vesk3d: warning: " + warning + "\n");
-        EXPECT_EQ(summaryNumber(result.out, "points read"), name == "cube.off" ? 11 : 5);
+        EXPECT_EQ(summaryNumber(result.out, "points read"), numPoints);
         EXPECT_EQ(run({"-q", name}).err, "");
     }
 }
 
 TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
 {
-    const std::string ply4 = "ply\nformat %s 1.0\ncomment made by hand\nelement vertex 5\nproperty uchar flag\n"
-                             "property %s x\nproperty %s y\nproperty %s z\nproperty list uchar int extra\n"
-                             "element face 1\nproperty list uchar int vertex_indices\nend_header\n";
-    auto plyHeaderWith = [&ply4](const std::string& format, const std::string& type) {
-        std::string header = ply4;
-        for (const std::string& piece : {format, type, type, type}) header.replace(header.find("%s"), 2, piece);
-        return header;
-    };
-    auto plyBinary = [&](bool bBigEndian, const std::string& type) {
-        std::string data = plyHeaderWith(bBigEndian ? "binary_big_endian" : "binary_little_endian", type);
+    // Each vertex record: a flag byte, the coordinates, a list of two ints; then one face.
+    auto plyBinary = [](bool bBigEndian, const std::string& type) {
+        std::string data = plyHeader(bBigEndian ? "binary_big_endian" : "binary_little_endian", 5, type, true);
         for (const Coordinates& c : twoTetCorners) {
             data += '\x07';
             for (double v : {std::get<0>(c), std::get<1>(c), std::get<2>(c)})
                 data += type == "float" ? bytesOf(static_cast<float>(v), bBigEndian) : bytesOf(v, bBigEndian);
             data += '\x02' + bytesOf<int32_t>(-1, bBigEndian) + bytesOf<int32_t>(5, bBigEndian);
         }
-        return data + '\x03' + bytesOf<int32_t>(0, bBigEndian) + bytesOf<int32_t>(1, bBigEndian) +
-               bytesOf<int32_t>(2, bBigEndian);
+        data += '\x03';
+        for (int32_t corner : {0, 1, 2}) data += bytesOf(corner, bBigEndian);
+        return data;
     };
     const std::vector<std::pair<std::string, std::string>> vFiles = {
         {"a.xyz", "0 0 0\n1 0 0 5\n0 1 0\n0 0 1\n2 2 2\n"},
@@ -367,7 +330,7 @@ TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
                   "0 0 1 1 1 1 1\n2 2 2 1 1 1 1\n3 0 1 2\n"},
         {"f.obj", "o thing\nv 0 0 0\nv 1 0 0\nvn 0 0 1\nv 0 1 0\nvt 0.5 0.5\nv 0 0 1\nv 2 2 2 1.0\nf 1 2 3\n"},
         {"g.node", "# points\n5 3 1 1\n1 0 0 0 9.5 1\n2 1 0 0 9.5 1\n3 0 1 0 9.5 0\n4 0 0 1 9.5 0\n5 2 2 2 9.5 1\n"},
-        {"h.ply", plyHeaderWith("ascii", "double") + "7 0 0 0 2 -1 5\n7 1 0 0 0\n7 0 1 0 1 3\n7 0 0 1 0\n7 2 2 2 0\n3 0 1 2\n"},
+        {"h.ply", plyHeader("ascii", 5, "double", true) + "7 0 0 0 2 -1 5\n7 1 0 0 0\n7 0 1 0 1 3\n7 0 0 1 0\n7 2 2 2 0\n3 0 1 2\n"},
         {"i.ply", plyBinary(false, "float")},
         {"j.ply", plyBinary(true, "double")},
         {"k.PLY", plyBinary(true, "float")},
@@ -380,7 +343,7 @@ TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
         const CliResult result = run({name, "-o", "out.node"});
         ASSERT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(summaryNumber(result.out, "points read"), 5);
-        EXPECT_EQ(nodeFilePoints(work / "out.node"), expected);
+        EXPECT_EQ(nodeFilePoints((work / "out.node").string()), expected);
         // Same points in the same order: the same tetrahedra, to the byte.
         if (firstElements.empty()) firstElements = get("out.ele");
         EXPECT_EQ(get("out.ele"), firstElements);
@@ -389,11 +352,12 @@ TEST_F(CliTest, EveryInputFormatYieldsTheSamePoints)
 
 TEST_F(CliTest, RandomPointsAreReproducibleAndCountedExactly)
 {
-    const CliResult first = run({"--random", "101", "--seed", "7", "-o", "first.vtu"});
-    ASSERT_EQ(first.status, 0) << first.err;
-    EXPECT_EQ(summaryNumber(first.out, "points read"), 101);
-    EXPECT_EQ(run({"--random", "101", "--seed", "7", "-o", "again.vtu"}).status, 0);
-    EXPECT_EQ(run({"--random", "101", "--seed", "8", "-o", "other.vtu"}).status, 0);
+    const std::pair<const char*, const char*> aRuns[] = {{"7", "first.vtu"}, {"7", "again.vtu"}, {"8", "other.vtu"}};
+    for (const auto& [seed, output] : aRuns) {
+        const CliResult result = run({"--random", "101", "--seed", seed, "-o", output});
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(summaryNumber(result.out, "points read"), 101);
+    }
     EXPECT_EQ(get("first.vtu"), get("again.vtu"));
     EXPECT_NE(get("first.vtu"), get("other.vtu"));
 }
@@ -408,12 +372,9 @@ TEST_F(CliTest, SceneIsWrittenOnlyWithASuccessfulMesh)
 
     put("mesh.list", previousOutput);
     put("out.vtk", previousOutput);
-    std::set<std::string> before = listing();
-    // The library cannot write the scene where the directory is missing: the command must stop first.
-    expectRejected(run({"points.xyz", "--scene", "nodir/s.list", "-o", "out.vtk"}),
-                   "nodir/s.list: cannot create a file in nodir", before);
     fs::create_directory(work / "taken.vtk");
-    before = listing();
-    expectRejected(run({"points.xyz", "--scene", "mesh.list", "-o", "taken.vtk"}), "taken.vtk: cannot replace", before);
+    // The library cannot write the scene where the directory is missing: the command must stop first.
+    expectRejected({"points.xyz", "--scene", "nodir/s.list", "-o", "out.vtk"}, "nodir/s.list: cannot create a file in nodir");
+    expectRejected({"points.xyz", "--scene", "mesh.list", "-o", "taken.vtk"}, "taken.vtk: cannot replace");
     EXPECT_EQ(get("mesh.list"), previousOutput);
 }
