@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "ExactOracle.h"
+#include "InputFamilies.h"
 #include "PredicateAgreement.h"
 
 using namespace VESK3D;
@@ -78,22 +79,10 @@ double randomDouble(double lo, double hi)
     return std::uniform_real_distribution<double>(lo, hi)(generator());
 }
 
-// Integer points of the sphere x^2 + y^2 + z^2 = r^2.
-std::vector<Point3> latticePointsOnSphere(int r)
-{
-    std::vector<Point3> points;
-    for (int x = -r; x <= r; ++x)
-        for (int y = -r; y <= r; ++y)
-            for (int z = -r; z <= r; ++z)
-                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
-    return points;
-}
-
 // Five distinct lattice points of one sphere (radius 9, 15 or 21), the first four not coplanar.
 Quintuple cosphericalLattice()
 {
-    static const std::vector<Point3> spheres[3] = {latticePointsOnSphere(9), latticePointsOnSphere(15),
-                                                   latticePointsOnSphere(21)};
+    static const Points spheres[3] = {pythagoreanSphere(9, 1), pythagoreanSphere(15, 2), pythagoreanSphere(21, 3)};
     const std::vector<Point3>& sphere = spheres[randomInt(0, 2)];
     const double cx = randomInt(-50, 50), cy = randomInt(-50, 50), cz = randomInt(-50, 50);
     for (;;) {
