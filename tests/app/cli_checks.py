@@ -52,11 +52,7 @@ class Scratch:
                               capture_output=True, text=True, errors="replace")
 
     def put(self, name, content):
-        """content None makes a directory."""
-        if content is None:
-            (self.path / name).mkdir()
-        else:
-            (self.path / name).write_bytes(content if isinstance(content, bytes) else content.encode())
+        (self.path / name).write_bytes(content if isinstance(content, bytes) else content.encode())
 
     def get(self, name):
         return (self.path / name).read_bytes()
@@ -146,9 +142,11 @@ def check_refusals(d):
     ]
     mistakes = ["", "--bogus ok.xyz", "ok.xyz ok.xyz", "--random 0", "--random 12x", "--random 5 ok.xyz", "--seed 3 ok.xyz",
                 "--random 5 --seed 0", "ok.xyz -o", "a.abc -o out.vtk", "ok.xyz -o out.stl", "-q -v ok.xyz"]
-    others = {"ok.xyz": FOUR_CORNERS, "out.vtk": PREVIOUS, "mesh.list": PREVIOUS, "dir.xyz": None, "taken.vtk": None}
+    others = {"ok.xyz": FOUR_CORNERS, "out.vtk": PREVIOUS, "mesh.list": PREVIOUS}
     for name, content in ({name: content for name, (content, _) in inputs.items()} | others).items():
         d.put(name, content)
+    for name in ("dir.xyz", "taken.vtk"):
+        (d.path / name).mkdir()
     before = d.files()
     runs = [(arguments, 1, "vesk3d: error: " + message) for arguments, message in errors]
     for arguments, status, text in runs + [(arguments, 2, "Try 'vesk3d --help'") for arguments in mistakes]:
