@@ -33,12 +33,6 @@ private:
     size_t position = 0;
 };
 
-// Any finite double as it is, subnormals and the largest ones included; other bit patterns become 0.
-inline double finiteOrZero(double value)
-{
-    return std::isfinite(value) ? value : 0.0;
-}
-
 // value moved by steps units in the last place (from zero into the subnormals).
 inline double nudged(double value, int steps)
 {
@@ -49,7 +43,7 @@ inline double nudged(double value, int steps)
 
 // One coordinate, biased toward the inputs that stress exact predicates: small integers, values
 // repeated from earlier coordinates, one-ulp neighbours of them, huge offsets, dyadic fractions,
-// small integers at any scale of the double range, raw doubles.
+// small integers at any scale of the double range, raw finite doubles (other bit patterns give 0).
 // Every coordinate drawn is appended to vEarlier.
 inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarlier)
 {
@@ -59,19 +53,11 @@ inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarl
     case 0: value = in.byte() % 17 - 8; break;
     case 1: value = earlier(); break;
     case 2: value = nudged(earlier(), static_cast<int8_t>(in.byte()) / 8); break;
-    case 3: {
-        const int exponent = 20 + in.byte() % 40;
-        value = std::ldexp(1.0, exponent) + (in.byte() % 17 - 8);
-        break;
-    }
-    case 4: {
-        const int numerator = in.byte() % 255 - 127;
-        value = std::ldexp(static_cast<double>(numerator), -(in.byte() % 30));
-        break;
-    }
+    case 3: value = std::ldexp(1.0, 20 + in.byte() % 40); value += in.byte() % 17 - 8; break;
+    case 4: value = in.byte() % 255 - 127; value = std::ldexp(value, -(in.byte() % 30)); break;
     case 5: value = -earlier(); break;
     case 6: value = std::ldexp(static_cast<double>(in.byte() % 17 - 8), in.byte() * 8 - 1074); break;
-    default: value = finiteOrZero(in.rawDouble()); break;
+    default: value = in.rawDouble(); value = std::isfinite(value) ? value : 0.0; break;
     }
     vEarlier.push_back(value);
     return value;

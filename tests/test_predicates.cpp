@@ -18,11 +18,11 @@
 #include <vector>
 
 #include "ExactOracle.h"
+#include "InputFamilies.h"
+#include "PredicateAgreement.h"
 
 using namespace VESK3D;
-using VeskTest::exactInSphereSign;
-using VeskTest::exactLiftedSign;
-using VeskTest::exactOrientSign;
+using namespace VeskTest;
 
 namespace {
 
@@ -37,79 +37,27 @@ int casesPerFamily()
 #endif
 }
 
-using Quintuple = std::array<Point3, 5>;
-
-// A tetrahedron record over caller-owned points, initialised like the engine's pool records,
-// which never run a constructor.
-class TetOver {
-public:
-    TetOver(Point3& a, Point3& b, Point3& c, Point3& d) : pTet(reinterpret_cast<Tet3*>(storage))
-    {
-        pTet->setProperties(&a, &b, &c, &d);
-    }
-    const Tet3* get() const { return pTet; }
-
-private:
-    alignas(Tet3) unsigned char storage[sizeof(Tet3)];
-    Tet3* pTet;
-};
-
-Orientation3 orientationOfSign(int sign)
-{
-    if (sign > 0) return ORIENTATION3_POSITIVE;
-    return sign < 0 ? ORIENTATION3_NEGATIVE : ORIENTATION3_COPLANAR;
-}
-
-double nudged(double value, int ulps)
-{
-    for (; ulps > 0; --ulps) value = std::nextafter(value, INFINITY);
-    for (; ulps < 0; ++ulps) value = std::nextafter(value, -INFINITY);
-    return value;
-}
-
 // Moves coordinate `axis` of p by `ulps` units in the last place (a zero one becomes subnormal).
 Point3 nudgedPoint(const Point3& p, int axis, int ulps)
 {
     double c[3] = {p.x(), p.y(), p.z()};
-    c[axis] = nudged(c[axis], ulps);
+    for (; ulps != 0; ulps -= ulps > 0 ? 1 : -1) c[axis] = std::nextafter(c[axis], ulps > 0 ? INFINITY : -INFINITY);
     return Point3(c[0], c[1], c[2]);
 }
 
+// Counts the cases and prints the first few disagreements.
 class OracleComparison {
 public:
-    // Both orientations (a,b,c,d) and (a,b,c,e), and the sphere test of e against (a,b,c,d), whose
-    // answer follows the sign of the lifted determinant for any corners, flat ones included.
     void check(Quintuple& p)
     {
-        checkOrientation(p[0], p[1], p[2], p[3]);
-        checkOrientation(p[0], p[1], p[2], p[4]);
-        // A query with a corner's coordinates is inside by the filter's tie rule.
-        const bool atCorner = p[4] == p[0] || p[4] == p[1] || p[4] == p[2] || p[4] == p[3];
-        const TetOver tet(p[0], p[1], p[2], p[3]);
-        const SphereInclusionCode expected =
-            atCorner || exactLiftedSign(p[0], p[1], p[2], p[3], p[4]) < 0 ? SIC_INSIDE : SIC_OUTSIDE;
-        count(predicates.sphereInclusionTest(tet.get(), &p[4]) == expected, {&p[0], &p[1], &p[2], &p[3], &p[4]});
+        ++numCases;
+        const std::string wrong = predicateDisagreement(predicates, p);
+        if (!wrong.empty() && ++numDisagreements <= 5) std::cout << wrong << std::endl;
     }
-
     long long cases() const { return numCases; }
     long long disagreements() const { return numDisagreements; }
 
 private:
-    void checkOrientation(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
-    {
-        count(predicates.getOrientation3(&a, &b, &c, &d) == orientationOfSign(exactOrientSign(a, b, c, d)),
-              {&a, &b, &c, &d});
-    }
-    void count(bool agrees, std::initializer_list<const Point3*> points)
-    {
-        ++numCases;
-        if (agrees || ++numDisagreements > 5) return;
-        std::cout.precision(17);
-        std::cout << "disagreement on";
-        for (const Point3* q : points) std::cout << " (" << q->x() << ", " << q->y() << ", " << q->z() << ")";
-        std::cout << std::endl;
-    }
-
     const GeomTest3 predicates;
     long long numCases = 0;
     long long numDisagreements = 0;
@@ -131,22 +79,10 @@ double randomDouble(double lo, double hi)
     return std::uniform_real_distribution<double>(lo, hi)(generator());
 }
 
-// Integer points of the sphere x^2 + y^2 + z^2 = r^2.
-std::vector<Point3> latticePointsOnSphere(int r)
-{
-    std::vector<Point3> points;
-    for (int x = -r; x <= r; ++x)
-        for (int y = -r; y <= r; ++y)
-            for (int z = -r; z <= r; ++z)
-                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
-    return points;
-}
-
 // Five distinct lattice points of one sphere (radius 9, 15 or 21), the first four not coplanar.
 Quintuple cosphericalLattice()
 {
-    static const std::vector<Point3> spheres[3] = {latticePointsOnSphere(9), latticePointsOnSphere(15),
-                                                   latticePointsOnSphere(21)};
+    static const Points spheres[3] = {pythagoreanSphere(9, 1), pythagoreanSphere(15, 2), pythagoreanSphere(21, 3)};
     const std::vector<Point3>& sphere = spheres[randomInt(0, 2)];
     const double cx = randomInt(-50, 50), cy = randomInt(-50, 50), cz = randomInt(-50, 50);
     for (;;) {
@@ -279,39 +215,30 @@ long long stageCount(PredicateStage stage)
 
 } // namespace
 
-// The facet form sees a point inside positive against every facet, the facet's own corner positive
-// and the other corners coplanar; the four-point form is judged by the rational sweep below.
-TEST(Orientation, FacetFormAgainstTheCornersAndAnInnerPoint)
+// The facet and sphere forms asked about a point inside and about the record's own corner objects.
+TEST(Orientation, FacetAndSphereFormsAboutAnInnerPointAndTheCorners)
 {
-    const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    const TetOver tet(p0, p1, p2, p3);
-    const Point3 inside(0.25, 0.25, 0.25);
-    for (int ith = 0; ith < 4; ++ith) {
-        EXPECT_EQ(g.getOrientation3(tet.get(), ith, &inside), ORIENTATION3_POSITIVE) << ith;
-        for (int k = 0; k < 4; ++k)
-            EXPECT_EQ(g.getOrientation3(tet.get(), ith, tet.get()->getCorner(k)), k == ith ? ORIENTATION3_POSITIVE : ORIENTATION3_COPLANAR)
-                << ith << " " << k;
-    }
+    Quintuple p = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(0.25, 0.25, 0.25)};
+    for (int corner = -1; corner < 4; ++corner) EXPECT_EQ(predicateDisagreement(GeomTest3(), p, corner), "") << corner;
 }
 
 TEST(OrientationDeathTest, NullTetrahedronAndBadFacetIndexEndTheProcess)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    const TetOver tet(p0, p1, p2, p3);
+    Quintuple p = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
+    const TetOver tet(p);
     // The emergency stop reports on standard output; route it to where the death test looks.
     EXPECT_DEATH(
         {
             std::cout.rdbuf(std::cerr.rdbuf());
-            g.getOrientation3(nullptr, 0, &p0);
+            g.getOrientation3(nullptr, 0, &p[0]);
         },
         "goToHell, ERROR:  reason: getOrientation3, pC==NULL");
 #ifdef NDEBUG
-    EXPECT_EXIT(g.getOrientation3(tet.get(), 4, &p0), testing::ExitedWithCode(1), "false");
+    EXPECT_EXIT(g.getOrientation3(tet.get(), 4, &p[0]), testing::ExitedWithCode(1), "false");
 #else
-    EXPECT_DEATH(g.getOrientation3(tet.get(), 4, &p0), "range03\\(ith\\)");
+    EXPECT_DEATH(g.getOrientation3(tet.get(), 4, &p[0]), "range03\\(ith\\)");
 #endif
 }
 
@@ -320,13 +247,12 @@ TEST(SphereInclusion, UndecidableFilterMeetsTheCornerGuardOnlyForCornerObjects)
     // A NaN coordinate defeats the filter: the corner object itself hits the guard, any other
     // point goes on to the exact stages, whose NaN answer counts as inside; orientation says coplanar.
     const GeomTest3 g;
-    Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, NAN);
-    const TetOver tet(p0, p1, p2, p3);
-    const Point3 other(0.25, 0.25, 0.25);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p3), SIC_ON_CORNER);
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p2), SIC_INSIDE); // a decidable corner object is inside
-    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &other), SIC_INSIDE);
-    EXPECT_EQ(g.getOrientation3(&p0, &p1, &p2, &p3), ORIENTATION3_COPLANAR);
+    Quintuple p = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, NAN), Point3(0.25, 0.25, 0.25)};
+    const TetOver tet(p);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p[3]), SIC_ON_CORNER);
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p[2]), SIC_INSIDE); // a decidable corner object is inside
+    EXPECT_EQ(g.sphereInclusionTest(tet.get(), &p[4]), SIC_INSIDE);
+    EXPECT_EQ(g.getOrientation3(&p[0], &p[1], &p[2], &p[3]), ORIENTATION3_COPLANAR);
 }
 
 // Only a truly zero cross product lacks a direction: tiny and huge triangles have their normal,

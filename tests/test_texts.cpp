@@ -1,15 +1,27 @@
-// The library's printed lines in one table: each action's lines as a host sink receives them (the
-// console gets the same, see the message sink tests), with the kind of the first line. Only the
-// reports that need a corrupted mesh, a scene file or a bare record to provoke stay with those tests.
+// The library's printed lines in one table: each action's lines as a host sink receives them, with
+// the kind of the first line, while nothing reaches the console. Only the reports that need a
+// corrupted mesh, a scene file or a bare record to provoke stay with those tests. Then the sink
+// itself: a host sink receives exactly the lines the default sink prints, lines of engines in
+// several threads stay whole and complete while the sink is replaced, and a failed assertion's
+// exception says what failed where.
 #include <GeomTest3.h>
 #include <Vesk_3D.h>
+#include <Visualizer3.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <functional>
 #include <iostream>
+#include <mutex>
+#include <optional>
+#include <regex>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -24,27 +36,47 @@ using namespace VESK3D;
 
 namespace {
 
-struct Printed {
-    std::string text; // the lines, each ended by a newline
-    MessageKind firstKind = MESSAGE_INFO;
+struct Line {
+    MessageKind kind;
+    std::string text;
 };
 
-Printed printedBy(const std::function<void()>& action)
+// Read its lines once no thread writes any more.
+struct RecordingSink {
+    void install()
+    {
+        setMessageSink([this](MessageKind kind, const std::string& text) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            vLines.push_back({kind, text});
+        });
+    }
+    std::mutex mutex;
+    std::vector<Line> vLines;
+};
+
+std::string joined(const std::vector<Line>& vLines)
 {
-    Printed printed;
-    bool bFirst = true;
-    setMessageSink([&](MessageKind kind, const std::string& line) {
-        if (bFirst) printed.firstKind = kind;
-        bFirst = false;
-        printed.text += line + "\n";
-    });
+    std::string text;
+    for (const Line& line : vLines) text += line.text + "\n";
+    return text;
+}
+
+// The lines an action prints, as a host sink receives them; meanwhile nothing may reach the console.
+std::vector<Line> printedBy(const std::function<void()>& action)
+{
+    RecordingSink sink;
+    sink.install();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     try {
         action();
     } catch (const VeskException&) {
         // Failed assertions are part of the table; what they print is the point.
     }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     setMessageSink(nullptr);
-    return printed;
+    return sink.vLines;
 }
 
 void insertAll(Vesk_3D& dt, std::vector<Point3> vPoints)
@@ -137,17 +169,47 @@ const std::vector<TextCase>& textCases()
     return cases;
 }
 
+// The default sink is back after every test.
+class MessageSinkTest : public testing::Test {
+protected:
+    void TearDown() override { setMessageSink(nullptr); }
+};
+
+// A run that informs, warns, dumps and fails an assertion: a batch handed a non-empty handle list,
+// the validity check, the text dump, and a listing into a non-empty list.
+std::optional<VeskException> warnDumpAndFail()
+{
+    std::vector<Point3> vPoints = VeskTest::uniformCube(12, 4);
+    Vesk_3D dt;
+    std::vector<Point3*> vHandles(1, nullptr);
+    dt.insert(vPoints, vHandles);
+    dt.checkValidity("sink", true);
+    dt.print("sink");
+    std::vector<Tet3*> vTets(1, nullptr);
+    try {
+        dt.getTetrahedra(vTets);
+    } catch (const VeskException& e) {
+        return e;
+    }
+    return std::nullopt;
+}
+
+// Addresses and labels differ between runs; the dumps print them.
+std::string withoutAddresses(const std::string& text)
+{
+    return std::regex_replace(text, std::regex("(0x|ID=)[0-9a-fA-F]*"), "$1");
+}
+
 } // namespace
 
 TEST(Texts, EveryPrintedLineAsATable)
 {
     for (const TextCase& c : textCases()) {
-        const Printed printed = printedBy(c.action);
-        if (c.bPrefixOnly)
-            EXPECT_EQ(printed.text.substr(0, c.expected.size()), c.expected) << c.what;
-        else
-            EXPECT_EQ(printed.text, c.expected) << c.what;
-        EXPECT_EQ(printed.firstKind, c.kind) << c.what;
+        const std::vector<Line> vLines = printedBy(c.action);
+        ASSERT_FALSE(vLines.empty()) << c.what;
+        const std::string text = joined(vLines);
+        EXPECT_EQ(c.bPrefixOnly ? text.substr(0, c.expected.size()) : text, c.expected) << c.what;
+        EXPECT_EQ(vLines[0].kind, c.kind) << c.what;
     }
 }
 
@@ -197,4 +259,87 @@ TEST(TextsDeathTest, GoToHellPrintsTheReasonAndDiesOfAnAccessFault)
             goToHell("no start tetrahedron");
         },
         testing::KilledBySignal(SIGSEGV), "\n      goToHell, ERROR:  reason: no start tetrahedron\n");
+}
+
+TEST_F(MessageSinkTest, HostSinkGetsExactlyTheDefaultOutputAndTheConsoleNothing)
+{
+    testing::internal::CaptureStdout();
+    const std::optional<VeskException> onConsole = warnDumpAndFail();
+    const std::string console = testing::internal::GetCapturedStdout();
+
+    std::optional<VeskException> inSink;
+    const std::vector<Line> vLines = printedBy([&] { inSink = warnDumpAndFail(); });
+    EXPECT_EQ(withoutAddresses(joined(vLines)), withoutAddresses(console));
+    // The exception tells what the assertion printed: condition, file and line.
+    ASSERT_TRUE(onConsole && inSink);
+    const VeskException& e = *inSink;
+    EXPECT_EQ(e.getCondition(), "vTet.empty()");
+    ASSERT_GE(vLines.size(), 2u);
+    EXPECT_EQ(vLines.back().kind, MESSAGE_ERROR);
+    EXPECT_EQ(vLines.back().text, "      " + e.getFile() + ":" + std::to_string(e.getLine()));
+    EXPECT_NE(e.getFile().find("Dt3.cpp"), std::string::npos);
+    EXPECT_EQ(std::string(e.what()), VeskException().what());
+}
+
+TEST_F(MessageSinkTest, ASinkThatThrowsDoesNotStopTheLibrary)
+{
+    setMessageSink([](MessageKind, const std::string&) { throw std::runtime_error("host logger broken"); });
+    std::vector<Point3> vPoints = VeskTest::uniformCube(50, 2);
+    Vesk_3D dt;
+    std::vector<Point3*> vHandles(1, nullptr);
+    EXPECT_NO_THROW(dt.insert(vPoints, vHandles));
+    EXPECT_EQ(vHandles.size(), 50u);
+    EXPECT_TRUE(dt.checkValidity("throwing sink", true));
+}
+
+TEST_F(MessageSinkTest, LinesOfEnginesInThreadsStayWholeWhileTheSinkIsReplaced)
+{
+    constexpr int numThreads = 4;
+    // What one engine prints, learnt on its own.
+    auto engineRun = [] {
+        std::vector<Point3> vPoints = VeskTest::uniformCube(40, 9);
+        Vesk_3D dt;
+        dt.insert(vPoints);
+        dt.checkValidity("thread", false);
+        dt.print("thread");
+    };
+    RecordingSink single;
+    single.install();
+    engineRun();
+    std::multiset<std::string> expected;
+    for (const Line& line : single.vLines)
+        for (int i = 0; i < numThreads; ++i) expected.insert(withoutAddresses(line.text));
+    ASSERT_GT(expected.size(), 400u);
+
+    RecordingSink sinks[2];
+    sinks[0].install();
+    std::atomic<int> numRunning{numThreads};
+    std::vector<std::thread> vThreads;
+    for (int i = 0; i < numThreads; ++i) vThreads.emplace_back([&] {
+        engineRun();
+        --numRunning;
+    });
+    for (int swap = 0; numRunning > 0; ++swap) {
+        sinks[swap % 2].install();
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    for (std::thread& thread : vThreads) thread.join();
+
+    std::multiset<std::string> received;
+    for (const RecordingSink& sink : sinks)
+        for (const Line& line : sink.vLines) received.insert(withoutAddresses(line.text));
+    EXPECT_TRUE(received == expected) << received.size() << " lines received, " << expected.size() << " expected";
+}
+
+TEST(MessageSinkDeathTest, ProcessEndingPathsSendTheirMessageFirst)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            setMessageSink([](MessageKind kind, const std::string& line) {
+                if (kind == MESSAGE_ERROR) std::fprintf(stderr, "sink: %s\n", line.c_str());
+            });
+            Visualizer3 scene("no-such-directory/scene.list");
+        },
+        testing::ExitedWithCode(1), "sink: no-such-directory/scene.list not open\n");
 }

@@ -13,18 +13,19 @@ from scipy.spatial import Delaunay as ScipyDelaunay
 import vesk3d
 
 
+def row_order(rows):
+    """The order of the rows, each sorted first: equal sets of simplices or facets line up."""
+    return np.lexsort(np.sort(rows, axis=1).T[::-1])
+
+
 def canonical(rows):
-    """The rows as a set: each sorted, then all sorted; equal for equal sets of simplices or facets."""
-    rows = np.sort(rows, axis=1)
-    return rows[np.lexsort(rows.T[::-1])]
+    return np.sort(rows, axis=1)[row_order(rows)]
 
 
 def matching_rows(ours, theirs):
     """index[i] is the row of `theirs` holding the same corners as row i of `ours`."""
-    our_order = np.lexsort(np.sort(ours, axis=1).T[::-1])
-    their_order = np.lexsort(np.sort(theirs, axis=1).T[::-1])
     index = np.empty(len(ours), dtype=np.intp)
-    index[our_order] = their_order
+    index[row_order(ours)] = row_order(theirs)
     return index
 
 
