@@ -12,6 +12,7 @@
 #include <sstream>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "Visualizer3.h"
 #include "tools.h"
@@ -230,8 +231,9 @@ constexpr size_t numRounds = sizeof gridMoves / sizeof gridMoves[0];
 // and larger cavities; a part that runs short lets its next points wait.
 constexpr size_t recordsPerPoint = 8;
 constexpr size_t recordMargin = 512;
-// At most 5/4 maxPointsPerPart points, in one run of the pool: below its largest container.
-constexpr size_t maxRecordsPerPart = 1400000;
+// A part cut on a cell border holds at most 5/4 of its nominal count (see endOfPart); its records
+// are one run of the pool, which stays below the pool's largest container.
+constexpr size_t maxRecordsPerPart = recordsPerPoint * (maxPointsPerPart * 5 / 4) + recordMargin;
 constexpr size_t labelsPerPoint = 40;
 constexpr size_t labelMargin = 2048;
 constexpr size_t maxLabelsPerPart = size_t(1) << 24;
@@ -291,7 +293,7 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
             if (vLevel.size() >= minParallelLevel) {
                 if (vInMesh.empty()) vInMesh.push_back(meshVertices());
                 pLastTet = insertLevelInParallel(vLevel, vInMesh, pLastTet);
-                if (level < maxLevel) vInMesh.push_back(vLevel);
+                if (level < maxLevel) vInMesh.push_back(std::move(vLevel));
                 continue;
             }
         }
