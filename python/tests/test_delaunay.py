@@ -1,8 +1,8 @@
-"""vesk3d.Delaunay against scipy.spatial.Delaunay (general position) and against exact volumes
-(degenerate inputs), plus its input rules, threads and messages."""
+"""vesk3d.Delaunay against scipy.spatial.Delaunay, plus its input rules, threads and messages. The
+library's meshes of degenerate inputs are judged by the C++ tests; what the package adds to a mesh
+does not depend on the input."""
 import logging
 from concurrent.futures import ThreadPoolExecutor
-from itertools import product
 
 import numpy as np
 import pytest
@@ -45,6 +45,7 @@ def assert_same_mesh_as_scipy(tri, ref):
     assert_array_equal(canonical(tri.simplices), canonical(ref.simplices))
     assert (signed_volumes(tri.points, tri.simplices) > 0).all()
     assert_array_equal(canonical(tri.convex_hull), canonical(ref.convex_hull))
+    assert volume_enclosed(tri.points, tri.convex_hull) == pytest.approx(ConvexHull(tri.points).volume, rel=1e-9)
     # Across the face opposite corner k, both meshes must reach the same tetrahedron (or none).
     to_ref = matching_rows(tri.simplices, ref.simplices)
     ref_corner = np.argmax(ref.simplices[to_ref][:, None, :] == tri.simplices[:, :, None], axis=2)
@@ -90,28 +91,6 @@ def test_general_position_matches_scipy(kind):
     np.testing.assert_allclose(transformed, np.broadcast_to(np.eye(3), transformed.shape), atol=1e-6)
     assert (tri.simplices[tri.vertex_to_simplex] == np.arange(len(points))[:, None]).any(axis=1).all()
     assert tri.coplanar.shape == (0, 3) and tri.check()
-
-
-def integer_sphere(radius_squared):
-    r = int(np.sqrt(radius_squared)) + 1
-    return np.array([p for p in product(range(-r, r + 1), repeat=3) if np.dot(p, p) == radius_squared], float)
-
-
-@pytest.mark.parametrize("points", [
-    np.array(list(product(range(6), repeat=3)), float),
-    np.array(list(product(range(4), repeat=3)), float) + 2.0**40,
-    integer_sphere(50),
-    np.vstack([integer_sphere(50), integer_sphere(25), [[0, 0, 0]]]),
-], ids=["grid", "far-grid", "sphere", "nested-spheres"])
-def test_degenerate_inputs_have_positive_volumes_filling_the_hull(points):
-    tri = vesk3d.Delaunay(points)
-    local = points - points[0]  # exact for these coordinates, and keeps the products exact
-    hull_volume = ConvexHull(local).volume
-    volumes = signed_volumes(local, tri.simplices)
-    assert (volumes > 0).all()
-    assert volumes.sum() == pytest.approx(hull_volume, rel=1e-9)
-    assert volume_enclosed(local, tri.convex_hull) == pytest.approx(hull_volume, rel=1e-9)
-    assert tri.check()
 
 
 def test_duplicates_are_merged_into_their_first_point():
@@ -183,11 +162,9 @@ def test_bad_arguments_leave_the_object_usable_and_close_frees_it():
             tri.add_points([[0.5, 0.5, np.inf]])
         assert tri.npoints == 100 and tri.check()
     assert tri.simplices is simplices
-    for use in (tri.add_points, tri.find_simplex):
+    for use in (tri.add_points, tri.find_simplex, lambda _: tri.neighbors):
         with pytest.raises(ValueError, match="closed"):
             use([[0.5, 0.5, 0.5]])
-    with pytest.raises(ValueError, match="closed"):
-        tri.neighbors
 
 
 def test_worker_threads_and_caller_threads_give_the_single_thread_results():
