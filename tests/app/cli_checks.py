@@ -21,7 +21,6 @@ import numpy as np
 SKIPPED = 77
 PREVIOUS = b"output of an earlier run\n"
 FOUR_CORNERS = "0 0 0\n1 0 0\n0 1 0\n0 0 1\n"
-FLAT = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n"
 # Two tetrahedra glued along x + y + z = 1: (2, 2, 2) lies outside the circumsphere of the unit
 # corner tetrahedron, so the Delaunay tetrahedralization is those two, with 3 + 3 hull facets.
 CORNERS = [(0, 0, 0), (1, 0, 0), (0, 1, 0), (0, 0, 1), (2, 2, 2)]
@@ -112,7 +111,6 @@ def check_refusals(d):
         "nokey.off": ("4 0 0\n", "nokey.off:1: expected the OFF keyword"),
         "badv.obj": ("v 0 0 0\nvn 0 0 1\nv 1 0 zero\n", "badv.obj:3: malformed number 'zero' in column 4"),
         "empty.xyz": ("# nothing here\n\n", "empty.xyz: the file holds no points"),
-        "flat.xyz": (FLAT, "flat.xyz: no tetrahedron"),
         "twice.xyz": ("0 0 0\n0 0 0\n1 1 1\n1 1 1\n", "twice.xyz: no tetrahedron"),
         "trunc.ply": (truncated, f"trunc.ply: byte {len(truncated)}: the file ends inside vertex record 3 of the 4 that the header "
                                  "declares"),
@@ -186,10 +184,10 @@ def check_streams(d):
     check_equal((quiet.returncode, quiet.stdout, quiet.stderr, (d.path / "out.msh").exists()), (0, "", "", True),
                 "-q: exit status, standard output, standard error, out.msh written")
 
-    d.put("flat.xyz", FLAT)
+    d.put("flat.xyz", "0 0 0\n1 0 0\n0 1 0\n1 1 0\n5 5 0\n")
     failed = d.run("flat.xyz")
     expected = "numPoints=5\nvesk3d: error: flat.xyz: no tetrahedron: fewer than four distinct points, or all of them in one plane\n"
-    check_equal((failed.stdout, failed.stderr), ("", expected), "flat.xyz: output streams")
+    check_equal((failed.returncode, failed.stdout, failed.stderr), (1, "", expected), "flat.xyz: exit status, output streams")
 
     # A cube with three more vertices, whose header counts 7 faces where 8 follow.
     cube = "OFF\n11 7 0\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n2 2 2\n3 0 0\n0 3 0\n"
