@@ -22,22 +22,9 @@ def canonical(rows):
     return np.sort(rows, axis=1)[row_order(rows)]
 
 
-def matching_rows(ours, theirs):
-    """index[i] is the row of `theirs` holding the same corners as row i of `ours`."""
-    index = np.empty(len(ours), dtype=np.intp)
-    index[row_order(ours)] = row_order(theirs)
-    return index
-
-
 def signed_volumes(points, simplices):
     a, b, c, d = (points[simplices[:, i]] for i in range(4))
     return np.einsum("ij,ij->i", np.cross(b - a, c - a), d - a) / 6
-
-
-def volume_enclosed(points, facets):
-    """Volume bounded by facets oriented outward (divergence theorem); wrong orientations show."""
-    a, b, c = (points[facets[:, i]] for i in range(3))
-    return np.einsum("ij,ij->i", np.cross(a, b), c).sum() / 6
 
 
 def assert_same_mesh_as_scipy(tri, ref):
@@ -45,9 +32,13 @@ def assert_same_mesh_as_scipy(tri, ref):
     assert_array_equal(canonical(tri.simplices), canonical(ref.simplices))
     assert (signed_volumes(tri.points, tri.simplices) > 0).all()
     assert_array_equal(canonical(tri.convex_hull), canonical(ref.convex_hull))
-    assert volume_enclosed(tri.points, tri.convex_hull) == pytest.approx(ConvexHull(tri.points).volume, rel=1e-9)
-    # Across the face opposite corner k, both meshes must reach the same tetrahedron (or none).
-    to_ref = matching_rows(tri.simplices, ref.simplices)
+    # Hull facets oriented outward bound the hull's volume (divergence theorem); one turned inward shows.
+    a, b, c = (tri.points[tri.convex_hull[:, i]] for i in range(3))
+    assert np.einsum("ij,ij->i", np.cross(a, b), c).sum() / 6 == pytest.approx(ConvexHull(tri.points).volume, rel=1e-9)
+    # to_ref[i]: the row of ref.simplices with the corners of row i of ours. Across the face opposite
+    # corner k, both meshes must reach the same tetrahedron (or none).
+    to_ref = np.empty(len(tri.simplices), dtype=np.intp)
+    to_ref[row_order(tri.simplices)] = row_order(ref.simplices)
     ref_corner = np.argmax(ref.simplices[to_ref][:, None, :] == tri.simplices[:, :, None], axis=2)
     ref_neighbor = np.take_along_axis(ref.neighbors[to_ref], ref_corner, axis=1)
     ours = np.where(tri.neighbors >= 0, to_ref[tri.neighbors], -1)
