@@ -84,20 +84,6 @@ def test_general_position_matches_scipy(kind):
     assert tri.coplanar.shape == (0, 3) and tri.check()
 
 
-def test_duplicates_are_merged_into_their_first_point():
-    rng = np.random.default_rng(3)
-    distinct = rng.random((400, 3))
-    points = np.vstack([distinct, distinct[rng.integers(0, 400, 150)]])[rng.permutation(550)]
-    _, first, inverse = np.unique(points, axis=0, return_index=True, return_inverse=True)
-    kept = first[inverse.ravel()]
-    tri = vesk3d.Delaunay(points)
-    assert_array_equal(canonical(tri.simplices), canonical(first[ScipyDelaunay(points[first]).simplices]))
-    duplicates = np.flatnonzero(kept != np.arange(len(points)))
-    assert_array_equal(tri.coplanar, np.column_stack([duplicates, tri.vertex_to_simplex[kept[duplicates]],
-                                                      kept[duplicates]]))
-    assert (tri.vertex_to_simplex[duplicates] == -1).all()
-
-
 def test_flat_input_has_no_simplex_until_a_point_leaves_the_plane():
     rng = np.random.default_rng(4)
     flat = np.column_stack([rng.random((30, 2)), np.zeros(30)])
@@ -114,15 +100,18 @@ def test_flat_input_has_no_simplex_until_a_point_leaves_the_plane():
     assert_array_equal(tri.coplanar[:, [0, 2]], [[30, 0], [31, 1]])
 
 
-def test_add_points_gives_the_one_batch_mesh_in_input_numbering():
+def test_add_points_gives_the_one_batch_mesh_in_input_numbering_with_duplicates_merged():
     points = random_points("uniform", 3000, seed=5)
+    # Copies of points of earlier batches and of their own: each merges into its first occurrence.
+    copies = np.random.default_rng(3).integers(0, 3000, 150)
     tri = vesk3d.Delaunay(points[:1000])
     assert 7 in tri.simplices[tri.find_simplex(points[7])]
     tri.add_points(points[1000:2000])
-    tri.add_points(np.vstack([points[2000:], points[[5]]]))
-    assert_array_equal(tri.points[:3000], points)
+    tri.add_points(np.vstack([points[2000:], points[copies]]))
+    assert_array_equal(tri.points, np.vstack([points, points[copies]]))
     assert_same_mesh_as_scipy(tri, ScipyDelaunay(points))
-    assert_array_equal(tri.coplanar, [[3000, tri.vertex_to_simplex[5], 5]])
+    assert_array_equal(tri.coplanar, np.column_stack([np.arange(3000, 3150), tri.vertex_to_simplex[copies], copies]))
+    assert (tri.vertex_to_simplex[3000:] == -1).all()
 
 
 @pytest.mark.parametrize("points, message", [
