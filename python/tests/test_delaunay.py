@@ -134,12 +134,11 @@ def test_bad_arguments_leave_the_object_usable_and_close_frees_it():
         vesk3d.Delaunay(points, threads=-1)
     with vesk3d.Delaunay(points, threads=0) as tri:
         simplices = tri.simplices
-        with pytest.raises(ValueError, match="xi must be finite"):
-            tri.find_simplex([[0.5, np.nan, 0.5]])
-        with pytest.raises(ValueError, match=r"shape \(\.\.\., 3\)"):
-            tri.find_simplex(np.zeros((4, 2)))
-        with pytest.raises(ValueError, match="finite"):
-            tri.add_points([[0.5, 0.5, np.inf]])
+        for use, argument, message in [(tri.find_simplex, [[0.5, np.nan, 0.5]], "xi must be finite"),
+                                       (tri.find_simplex, np.zeros((4, 2)), r"shape \(\.\.\., 3\)"),
+                                       (tri.add_points, [[0.5, 0.5, np.inf]], "finite")]:
+            with pytest.raises(ValueError, match=message):
+                use(argument)
         assert tri.npoints == 100 and tri.check()
     assert tri.simplices is simplices
     for use in (tri.add_points, tri.find_simplex, lambda _: tri.neighbors):
