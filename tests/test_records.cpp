@@ -185,31 +185,24 @@ TEST(Tet3Records, FailureReports)
 TEST(Tet3Records, FatalInconsistenciesEndTheProcess)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    GridMesh mesh;
-    // Two tetrahedra of the mesh that share no facet.
-    Tet3* pFirst = mesh.vTets[0];
-    Tet3* pOther = nullptr;
-    for (Tet3* pTet : mesh.vTets)
-        if (pTet != pFirst && pFirst->getOppTet(0) != pTet && pFirst->getOppTet(1) != pTet && pFirst->getOppTet(2) != pTet &&
-            pFirst->getOppTet(3) != pTet)
-            pOther = pTet;
+    // Two records on corners of their own: they share no facet.
+    UnitCorners first, other;
     // The report goes to standard output; the child sends it to standard error for the matcher.
     const auto withStdoutOnStderr = [](const std::function<void()>& call) {
         std::fflush(stdout);
         dup2(2, 1);
         call();
     };
-    EXPECT_EXIT(withStdoutOnStderr([&] { pFirst->getIntraTetIndex(pOther); }), testing::ExitedWithCode(1),
+    EXPECT_EXIT(withStdoutOnStderr([&] { first.tet->getIntraTetIndex(other.tet.get()); }), testing::ExitedWithCode(1),
                 "^Tet3::getIntraTetIndex went wrong: Tetrahedron \\(ID=.*, this is Tetrahedron \\(ID=");
-    EXPECT_EXIT(withStdoutOnStderr([&] { Tet3::haveCommonFacet(pFirst, 0, pOther, 3); }), testing::ExitedWithCode(1),
+    EXPECT_EXIT(withStdoutOnStderr([&] { Tet3::haveCommonFacet(first.tet.get(), 0, other.tet.get(), 3); }), testing::ExitedWithCode(1),
                 "^Tet3::haveCommonFacet\\(\\) ERROR\nTetrahedron \\(ID=.*\n\\.\\.\\.with index 0\n1,2,3\nTetrahedron \\(ID=.*");
 }
 
-TEST(Tet3Records, Circumcenter)
+// Shifted, skewed corners: the distances agree to rounding.
+TEST(Tet3Records, CircumcenterIsEquidistantFromTheCorners)
 {
     UnitCorners u;
-    EXPECT_EQ(u.tet->getCircumcenter(), Point3(0.5, 0.5, 0.5));
-    // Shifted, skewed corners: the distances agree to rounding.
     Point3 p0(10.5, -3, 7), p1(13, -2.5, 7.25), p2(9.75, 1, 6.5), p3(11, -1, 12);
     u.tet->setProperties(&p0, &p1, &p2, &p3);
     const Point3 center = u.tet->getCircumcenter();
