@@ -215,15 +215,13 @@ TEST(Tet3Records, DumpListsCornersNeighboursAndOrientation)
     UnitCorners u;
     u.tet->setOppTet(1, u.tet.get() + 1);
     u.tet->hasBeenVisited = true;
-    const std::string aCoordinates[4] = {"       0,        0,        0", "       1,        0,        0", "       0,        1,        0",
-                                         "       0,        0,        1"};
     const Point3* aCorners[4] = {&u.a, &u.b, &u.c, &u.d};
     std::string expected = "Tetrahedron (ID=" + std::to_string(u.tet->getLabel()) + "), (this=" + streamed(u.tet.get()) +
                            "): hasBeenVisited=1, ownOri=ORI3_ORIENTATION3_POSITIVE\n";
     for (int i = 0; i < 4; ++i) {
         const std::string neighborText = i == 1 ? streamed(u.tet.get() + 1) : streamed(static_cast<const void*>(nullptr)) + " (NULL)";
-        expected += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorners[i]) + "): " + streamed(aCorners[i]) + "\t" +
-                    aCoordinates[i] + "  oppTet=" + neighborText + "\n";
+        expected += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorners[i]) + "): " + streamed(*aCorners[i]) +
+                    "  oppTet=" + neighborText + "\n";
     }
     EXPECT_EQ(streamed(*u.tet.get()), expected);
     Point3 inPlane(0.5, 0.5, 0);
