@@ -198,7 +198,7 @@ TEST(SimplePool, RunsGivenBackAreSkippedAndTakenAgainInPositionOrder)
     pool.giveBackRun(pFirstRun + 20, 10);
     pool.giveBackRun(pFirstRun + 10, 10);
     pool.giveBackRun(pSecondRun, 10);
-    // The container's last 25 records are too few for 30: they are given back, and a new container serves.
+    // The container's last 25 records are too few for 31: they are given back, and a new container serves.
     Counted* const pThirdRun = pool.takeRun(31);
     EXPECT_EQ(pool.getNumContainers(), 2u);
     EXPECT_EQ(pool.takeRun(30), pFirstRun + 10);
