@@ -159,16 +159,14 @@ TEST(Tet3Records, FailureReports)
         {[&] { u.tet->getEdge(2, 2); }, "\n      Tet3::getEdge(), ERROR: opp3ICI==opp2ICI=2\n" + assertionLine("opp3ICI!=opp2ICI")},
     };
     for (const auto& c : cases) EXPECT_EQ(outputOfThrowingCall(c.call).substr(0, c.start.size()), c.start);
-    Point3* aCorners[4] = {&u.a, &u.b, &u.c, &u.d};
     const char* aConditions[4] = {"pd!=p1 && pd!=p2 && pd!=p3", "pd!=p0 && pd!=p2 && pd!=p3", "pd!=p0 && pd!=p1 && pd!=p3",
                                   "pd!=p0 && pd!=p1 && pd!=p2"};
     for (int ith = 0; ith < 4; ++ith) {
         // A degenerate record whose corners all lie on facet ith of the unit tetrahedron.
-        Point3* aOnFacet[3];
-        for (int k = 0, m = 0; k < 4; ++k)
-            if (k != ith) aOnFacet[m++] = aCorners[k];
+        int a, b, c;
+        Tet3::getFacetIndices(ith, a, b, c);
         RawTet degenerate;
-        degenerate->setProperties(aOnFacet[0], aOnFacet[1], aOnFacet[2], aOnFacet[0]);
+        degenerate->setProperties(u.tet->getCorner(a), u.tet->getCorner(b), u.tet->getCorner(c), u.tet->getCorner(a));
         const std::string out = outputOfThrowingCall([&] { degenerate->getIntraTetIndexInOppTetForReg(u.tet.get(), ith); });
         EXPECT_NE(out.find(assertionLine(aConditions[ith])), std::string::npos) << out;
     }
