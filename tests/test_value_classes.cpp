@@ -7,18 +7,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
+#include "WorkDir.h"
+
 using namespace VESK3D;
+using VeskTest::streamed;
 
 namespace {
 
@@ -29,13 +29,6 @@ Tet3* fakeTet()
 {
     static int anchor;
     return reinterpret_cast<Tet3*>(&anchor);
-}
-
-std::string addressOf(const void* p)
-{
-    std::ostringstream os;
-    os << p;
-    return os.str();
 }
 
 // Small integer coordinates make ties on every axis frequent.
@@ -69,11 +62,7 @@ std::string printedBy(const std::function<void()>& debug)
 TEST(Point3, DefaultCopyAssignmentInitAndExchange)
 {
     const Point3 empty;
-    for (double c : {empty.x(), empty.y(), empty.z()}) {
-        std::uint64_t bits;
-        std::memcpy(&bits, &c, sizeof bits);
-        EXPECT_EQ(bits, 0xFFEFFFFFFFFFFFFFull); // the most negative finite double
-    }
+    EXPECT_EQ(coordinates(empty), std::make_tuple(-largest, -largest, -largest));
     EXPECT_EQ(fields(Point3(1, 2, 3)), std::make_tuple(1.0, 2.0, 3.0, nullptr, -1));
 
     Point3 vertex(1, 2, 3);
@@ -156,9 +145,7 @@ TEST(ValueClasses, CopiesDropTheTetrahedronAndDumpsShowAddresses)
     const Segment3 segment(src, Point3(-1, 0.25, 4));
     EXPECT_EQ(fields(Segment3(segment).getSrc()), std::make_tuple(1.0, 2.0, 3.0, nullptr, 8));
     const Point3 p(1, 2.5, -3);
-    std::ostringstream os;
-    os << p;
-    EXPECT_EQ(os.str(), addressOf(&p) + "\t       1,      2.5,       -3");
+    EXPECT_EQ(streamed(p), streamed(&p) + "\t       1,      2.5,       -3");
     const std::string ballDump = printedBy([&] { ball.debug(); });
     EXPECT_TRUE(testing::internal::RE::FullMatch(ballDump, "Ball3: 0x[0-9a-f]+\t       1,        2,        3, r=4\n")) << ballDump;
     const std::string segmentDump = printedBy([&] { segment.debug(); });
@@ -179,17 +166,15 @@ TEST(Triangle3, IndicesNeighboursDumpAndBarycenter)
         EXPECT_EQ(triangle.getIntraTriangleIndex(aCorner[i]), i);
         for (int j = 0; j < 3; ++j)
             if (j != i) EXPECT_EQ(triangle.getIntraTriangleIndex(aCorner[i], aCorner[j]), 3 - i - j);
-        std::ostringstream line;
-        line << "ith=" << i << ", vertex (" << addressOf(aCorner[i]) << "): " << *aCorner[i] << "  oppTet="
-             << addressOf(i == 1 ? &other : nullptr) << "\n";
-        dump += line.str();
+        dump += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorner[i]) + "): " + streamed(*aCorner[i]) +
+                "  oppTet=" + streamed(i == 1 ? &other : nullptr) + "\n";
     }
     EXPECT_EQ(printedBy([&] { triangle.debug(); }), dump);
     // The stranger's lines on standard error (the one-corner form's text is in the text table).
     testing::internal::CaptureStderr();
     EXPECT_EQ(triangle.getIntraTriangleIndex(&stranger), -999);
     EXPECT_EQ(printedBy([&] { EXPECT_EQ(triangle.getIntraTriangleIndex(&a, &stranger), -999); }),
-              "Have searched for " + addressOf(&a) + " and " + addressOf(&stranger) + " in " + dump);
+              "Have searched for " + streamed(&a) + " and " + streamed(&stranger) + " in " + dump);
     const std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(errors.substr(errors.find('\n') + 1), "Triangle3::getIntraTriangleIndex(): invalid (p1,p2)\n");
     // 1e16 + 1 rounds back to 1e16, so only summing the first two corners first gives exactly 0.
