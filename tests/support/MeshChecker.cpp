@@ -90,15 +90,6 @@ bool collinear(const Point3& a, const Point3& b, const Point3& c)
     return uy * vz == uz * vy && uz * vx == ux * vz && ux * vy == uy * vx;
 }
 
-TetKey tetKey(const Tet3& tet)
-{
-    TetKey key;
-    // Adding 0.0 turns -0.0 into 0.0, so equal points give equal keys.
-    for (int i = 0; i < 4; ++i) key[i] = {tet.getCorner(i)->x() + 0.0, tet.getCorner(i)->y() + 0.0, tet.getCorner(i)->z() + 0.0};
-    std::sort(key.begin(), key.end());
-    return key;
-}
-
 struct HullFacet {
     const Tet3* tet;
     int index;
@@ -134,11 +125,8 @@ private:
             if (!inputs.count(*p)) return AssertionFailure() << "vertex " << describe(*p) << " was never inserted";
             vertexSet.insert(p);
         }
-        if (registered.size() != inputs.size()) {
-            for (const Point3& p : inputs) {
-                if (!registered.count(p)) return AssertionFailure() << "input point " << describe(p) << " is not registered";
-            }
-        }
+        for (const Point3& p : inputs)
+            if (!registered.count(p)) return AssertionFailure() << "input point " << describe(p) << " is not registered";
         return AssertionSuccess();
     }
 
@@ -352,7 +340,6 @@ int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& 
 int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
 {
     const int orientation = orientSign(a, b, c, d);
-    if (orientation == 0) return exactInSphereSign(a, b, c, d, e);
     double rows[4][3];
     double lifts[4];
     const Point3* corners[4] = {&a, &b, &c, &d};
@@ -459,14 +446,6 @@ Tets bruteForceEdgeRing(const Tets& vTets, const Point3* a, const Point3* b)
     for (Tet3* t : vTets)
         if (t->hasVertex(a) && t->hasVertex(b)) vRing.push_back(t);
     return vRing;
-}
-
-std::vector<TetKey> sortedTetKeys(const Tets& vTets)
-{
-    std::vector<TetKey> vKeys;
-    for (const Tet3* t : vTets) vKeys.push_back(tetKey(*t));
-    std::sort(vKeys.begin(), vKeys.end());
-    return vKeys;
 }
 
 AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q)

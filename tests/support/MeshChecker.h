@@ -55,9 +55,6 @@ Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
 // The tetrahedra having both a and b as corners (with a == b: the star of a).
 Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D::Point3* b);
 
-// A tetrahedron as its four corner coordinates, sorted: comparable across triangulations.
-using TetKey = std::array<std::array<double, 3>, 4>;
-std::vector<TetKey> sortedTetKeys(const Tets& vTets);
 // Every tetrahedron as its corner coordinates in stored corner order, in listing order: equal for
 // two triangulations that list the same tetrahedra the same way.
 using Listing = std::vector<std::array<double, 12>>;
