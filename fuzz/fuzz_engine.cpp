@@ -120,7 +120,7 @@ void runOperations(FuzzBytes& in)
                 operation == 1 ? VeskTest::InsertMode::Singles
                                : (in.byte() % 2 ? VeskTest::InsertMode::BatchHandles : VeskTest::InsertMode::Batch);
             requireOk(VeskTest::insertPoints(mesh, vPoints, mode, 0), "inserting");
-            requireOk(VeskTest::checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld), "inserting");
+            requireOk(VeskTest::checkMesh(mesh), "inserting");
         } else if (operation == 2) {
             requireOk(locateAgrees(*mesh.dt, family.next(in)), "locate");
         } else if (operation == 3) {
