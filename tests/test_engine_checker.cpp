@@ -3,7 +3,6 @@
 // injected at a time. Its exact signs are the oracle that the predicate test sweeps against.
 #include <string>
 #include <functional>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 // tetrahedra), the same tetrahedra in the same listing order for every thread count and every run,
 // and a failure inside a worker reaches the caller as the library's exception.
 #include <algorithm>
-#include <array>
 #include <mutex>
 #include <string>
 #include <thread>

@@ -5,13 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <initializer_list>
 #include <iostream>
-#include <limits>
 #include <random>
 #include <string>
 #include <tuple>
@@ -46,21 +44,16 @@ Point3 nudgedPoint(const Point3& p, int axis, int ulps)
 }
 
 // Counts the cases and prints the first few disagreements.
-class OracleComparison {
-public:
+struct OracleComparison {
     void check(Quintuple& p)
     {
         ++numCases;
         const std::string wrong = predicateDisagreement(predicates, p);
         if (!wrong.empty() && ++numDisagreements <= 5) std::cout << wrong << std::endl;
     }
-    long long cases() const { return numCases; }
-    long long disagreements() const { return numDisagreements; }
 
-private:
     const GeomTest3 predicates;
-    long long numCases = 0;
-    long long numDisagreements = 0;
+    long long numCases = 0, numDisagreements = 0;
 };
 
 std::mt19937_64& generator()
@@ -282,10 +275,10 @@ TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
     checkDegenerateFamily(comparison, [] { return coplanarMixedMagnitudes(1000); }, numCases / 40);
     checkDegenerateFamily(comparison, roundedSphere, numCases / 20);
 
-    std::cout << comparison.cases() << " cases; decided by stage";
+    std::cout << comparison.numCases << " cases; decided by stage";
     for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) std::cout << " " << predicateStageCount[s];
     std::cout << std::endl;
-    EXPECT_EQ(comparison.disagreements(), 0);
+    EXPECT_EQ(comparison.numDisagreements, 0);
     for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(predicateStageCount[s], 0) << "stage " << s;
 }
 

@@ -1,6 +1,7 @@
 #include "ExactOracle.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <initializer_list>
@@ -36,28 +37,25 @@ private:
     int unit = INT_MAX;
 };
 
-struct ExactVector {
-    mpz_class x, y, z;
-};
+using ExactRow = std::array<mpz_class, 3>;
 
-ExactVector exactDifference(const IntegerScale& scale, const VESK3D::Point3& p, const VESK3D::Point3& origin)
+ExactRow exactDifference(const IntegerScale& scale, const VESK3D::Point3& p, const VESK3D::Point3& origin)
 {
     return {scale(p.x()) - scale(origin.x()), scale(p.y()) - scale(origin.y()), scale(p.z()) - scale(origin.z())};
 }
 
-mpz_class det3(const mpz_class& a1, const mpz_class& a2, const mpz_class& a3, const mpz_class& b1,
-               const mpz_class& b2, const mpz_class& b3, const mpz_class& c1, const mpz_class& c2,
-               const mpz_class& c3)
+// The determinant with rows p, q, r, in GMP integers or in doubles.
+template <class T>
+T det3(const T* p, const T* q, const T* r)
 {
-    return a1 * (b2 * c3 - b3 * c2) - a2 * (b1 * c3 - b3 * c1) + a3 * (b1 * c2 - b2 * c1);
+    return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
 }
 
 int gmpOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d)
 {
     const IntegerScale scale({&a, &b, &c, &d});
-    const ExactVector u = exactDifference(scale, b, a), v = exactDifference(scale, c, a), w = exactDifference(scale, d, a);
-    // Triple product (u x v) . w as the determinant with rows u, v, w.
-    return sgn(det3(u.x, u.y, u.z, v.x, v.y, v.z, w.x, w.y, w.z));
+    const ExactRow w = exactDifference(scale, d, a), u = exactDifference(scale, b, a), v = exactDifference(scale, c, a);
+    return sgn(det3(w.data(), u.data(), v.data()));
 }
 
 // The determinant with rows (p - e, |p - e|^2) for p = a, b, c, d, expanded as exactLiftedSign does.
@@ -65,23 +63,14 @@ int gmpLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D
                   const VESK3D::Point3& e)
 {
     const IntegerScale scale({&a, &b, &c, &d, &e});
-    const ExactVector r[4] = {exactDifference(scale, a, e), exactDifference(scale, b, e), exactDifference(scale, c, e),
-                              exactDifference(scale, d, e)};
+    const ExactRow r[4] = {exactDifference(scale, a, e), exactDifference(scale, b, e), exactDifference(scale, c, e),
+                           exactDifference(scale, d, e)};
     mpz_class lifted = 0;
     for (int i = 0; i < 4; ++i) {
-        const ExactVector& p = r[(i + 1) % 4];
-        const ExactVector& q = r[(i + 2) % 4];
-        const ExactVector& s = r[(i + 3) % 4];
-        const mpz_class liftI = r[i].x * r[i].x + r[i].y * r[i].y + r[i].z * r[i].z;
-        const mpz_class cofactor = det3(p.x, p.y, p.z, q.x, q.y, q.z, s.x, s.y, s.z);
-        lifted += (i % 2 == 0 ? -1 : 1) * liftI * cofactor;
+        const mpz_class lift = r[i][0] * r[i][0] + r[i][1] * r[i][1] + r[i][2] * r[i][2];
+        lifted += (i % 2 == 0 ? -1 : 1) * lift * det3(r[(i + 1) % 4].data(), r[(i + 2) % 4].data(), r[(i + 3) % 4].data());
     }
     return sgn(lifted);
-}
-
-double det3(const double* p, const double* q, const double* r)
-{
-    return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
 }
 
 double permanent3(const double* p, const double* q, const double* r)
