@@ -2,6 +2,7 @@
 // hand-computed cases, and its verdicts on a two-tetrahedron mesh assembled by hand with one defect
 // injected at a time. Its exact signs are the oracle that the predicate test sweeps against.
 #include <string>
+#include <tuple>
 #include <functional>
 
 #include <gtest/gtest.h>
@@ -44,15 +45,15 @@ TEST(MeshCheckerBruteForce, ContainmentClassesOfTheUnitTetrahedron)
 {
     TwoTetMesh mesh(Point3(1, 1, 1));
     const Tet3& t = *mesh.first;
-    const std::pair<Point3, Containment> classes[] = {
-        {Point3(0.25, 0.25, 0.25), Containment::Inside}, {Point3(0.25, 0.25, 0.5), Containment::OnFacet},
-        {Point3(0.25, 0.25, 0), Containment::OnFacet},   {Point3(0.5, 0.5, 0), Containment::OnEdge},
-        {Point3(0, 0, 1), Containment::OnVertex},        {Point3(0.5, 0.5, 0.5), Containment::Outside}};
-    for (const auto& [q, expected] : classes) EXPECT_EQ(classify(t, q), expected);
-    // Facet 0 (b, c, d) is glued to the second tetrahedron; facet 3 (a, b, c) is on the hull.
-    EXPECT_FALSE(onHullFacetOf(t, Point3(0.25, 0.25, 0.5)));
-    EXPECT_TRUE(onHullFacetOf(t, Point3(0.25, 0.25, 0)));
-    EXPECT_TRUE(onHullFacetOf(t, Point3(0.5, 0.5, 0)));
+    // Facet 0 (b, c, d) is glued to the second tetrahedron; the other three are on the hull.
+    const std::tuple<Point3, Containment, bool> classes[] = {
+        {Point3(0.25, 0.25, 0.25), Containment::Inside, false}, {Point3(0.25, 0.25, 0.5), Containment::OnFacet, false},
+        {Point3(0.25, 0.25, 0), Containment::OnFacet, true},    {Point3(0.5, 0.5, 0), Containment::OnEdge, true},
+        {Point3(0, 0, 1), Containment::OnVertex, true},         {Point3(0.5, 0.5, 0.5), Containment::Outside, false}};
+    for (const auto& [q, expected, onHull] : classes) {
+        EXPECT_EQ(classify(t, q), expected);
+        EXPECT_EQ(onHullFacetOf(t, q), onHull);
+    }
     const Tets both = {mesh.first, mesh.second};
     EXPECT_EQ(bruteForceLocate(both, Point3(0.25, 0.25, 0.5)).size(), 2u);
     EXPECT_EQ(bruteForceLocate(both, Point3(0.5, 0.5, 0.5)), Tets{mesh.second});

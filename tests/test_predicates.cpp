@@ -117,20 +117,17 @@ Quintuple coplanarMixedMagnitudes(int spread)
     return p;
 }
 
-Quintuple generalPosition()
+Quintuple randomQuintuple(const std::function<double()>& coordinate)
 {
-    Quintuple p;
-    for (Point3& q : p) q = Point3(randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0));
-    return p;
-}
-
-// Every coordinate of its own magnitude anywhere in the finite range, subnormals included.
-Quintuple anyMagnitudes()
-{
-    auto coordinate = []() { return std::ldexp(randomDouble(-1.0, 1.0), randomInt(-1074, 1024)); };
     Quintuple p;
     for (Point3& q : p) q = Point3(coordinate(), coordinate(), coordinate());
     return p;
+}
+
+// A magnitude anywhere in the finite range, subnormals included.
+double anyMagnitude()
+{
+    return std::ldexp(randomDouble(-1.0, 1.0), randomInt(-1074, 1024));
 }
 
 // Points of a sphere rounded to doubles, about cospherical, around centres near and far: the input
@@ -266,7 +263,8 @@ TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
     const int numCases = casesPerFamily();
     OracleComparison comparison;
     for (int i = 0; i < numCases; ++i) {
-        Quintuple p = i % 5 == 0 ? anyMagnitudes() : generalPosition();
+        // General position in [-1, 1]^3, every fifth case with coordinates of any magnitude.
+        Quintuple p = randomQuintuple(i % 5 == 0 ? anyMagnitude : [] { return randomDouble(-1.0, 1.0); });
         comparison.check(p);
     }
     checkDegenerateFamily(comparison, cosphericalLattice, numCases / 20);
