@@ -9,6 +9,8 @@
 #include <cstring>
 #include <vector>
 
+#include <Point3.h>
+
 namespace VeskFuzz {
 
 class FuzzBytes {
@@ -61,6 +63,21 @@ inline double nearDegenerateCoordinate(FuzzBytes& in, std::vector<double>& vEarl
     }
     vEarlier.push_back(value);
     return value;
+}
+
+// Three coordinates drawn as above, in the order x, y, z.
+inline VESK3D::Point3 nearDegeneratePoint(FuzzBytes& in, std::vector<double>& vEarlier)
+{
+    const double x = nearDegenerateCoordinate(in, vEarlier);
+    const double y = nearDegenerateCoordinate(in, vEarlier);
+    return VESK3D::Point3(x, y, nearDegenerateCoordinate(in, vEarlier));
+}
+
+// p times 2^exponent, or p itself where that is not finite.
+inline VESK3D::Point3 scaledIfFinite(const VESK3D::Point3& p, int exponent)
+{
+    const VESK3D::Point3 scaled(std::ldexp(p.x(), exponent), std::ldexp(p.y(), exponent), std::ldexp(p.z(), exponent));
+    return std::isfinite(scaled.x()) && std::isfinite(scaled.y()) && std::isfinite(scaled.z()) ? scaled : p;
 }
 
 // A finding: the message goes to standard error (the library's own output may be switched off)

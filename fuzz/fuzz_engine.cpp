@@ -2,7 +2,6 @@
 // insertions, point location and vertex stars, all on points of one degenerate-prone family. After
 // every operation the whole mesh must pass the engine tests' exact checker (which lists every
 // tetrahedron), location and stars must agree with brute force, and nothing may throw.
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -45,9 +44,7 @@ public:
 
     Point3 next(FuzzBytes& in)
     {
-        const Point3 p = unscaledNext(in);
-        const Point3 scaled(std::ldexp(p.x(), scaleExponent), std::ldexp(p.y(), scaleExponent), std::ldexp(p.z(), scaleExponent));
-        return std::isfinite(scaled.x()) && std::isfinite(scaled.y()) && std::isfinite(scaled.z()) ? scaled : p;
+        return VeskFuzz::scaledIfFinite(unscaledNext(in), scaleExponent);
     }
 
 private:
@@ -69,11 +66,7 @@ private:
         case 4: return sphere[b % sphere.size()];
         case 5: return b & 0x80 ? Point3(i, j, 3 - i - j) : Point3(i, j, k);      // half of them on one plane
         case 6: return Point3(std::ldexp(i, -40), std::ldexp(j, -40), std::ldexp(k, -40));
-        default: {
-            const double x = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
-            const double y = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
-            return Point3(x, y, VeskFuzz::nearDegenerateCoordinate(in, vCoordinates));
-        }
+        default: return VeskFuzz::nearDegeneratePoint(in, vCoordinates);
         }
     }
 
@@ -93,19 +86,6 @@ void requireOk(const ::testing::AssertionResult& result, const char* operation)
     VeskFuzz::fail("the mesh or a query disagrees with the exact checker");
 }
 
-::testing::AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Point3& q)
-{
-    return VeskTest::locateAgrees(dt, dt.is3D() ? VeskTest::allTetrahedra(dt) : VeskTest::Tets{}, q);
-}
-
-::testing::AssertionResult starAgrees(VeskTest::BuiltMesh& mesh, size_t vertexIndex)
-{
-    std::vector<Point3*> vVertices;
-    mesh.dt->getVertices(vVertices);
-    if (vVertices.empty() || !mesh.dt->is3D()) return ::testing::AssertionSuccess();
-    return VeskTest::starAgrees(*mesh.dt, VeskTest::allTetrahedra(*mesh.dt), vVertices[vertexIndex % vVertices.size()]);
-}
-
 void runOperations(FuzzBytes& in)
 {
     PointFamily family(in.byte());
@@ -120,16 +100,17 @@ void runOperations(FuzzBytes& in)
                 operation == 1 ? VeskTest::InsertMode::Singles
                                : (in.byte() % 2 ? VeskTest::InsertMode::BatchHandles : VeskTest::InsertMode::Batch);
             requireOk(VeskTest::insertPoints(mesh, vPoints, mode, 0), "inserting");
-            requireOk(VeskTest::checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld), "inserting");
+            requireOk(VeskTest::checkMesh(mesh), "inserting");
         } else if (operation == 2) {
-            requireOk(locateAgrees(*mesh.dt, family.next(in)), "locate");
-        } else if (operation == 3) {
-            requireOk(starAgrees(mesh, in.byte()), "star");
+            requireOk(VeskTest::locateAgrees(*mesh.dt, VeskTest::allTetrahedra(*mesh.dt), family.next(in)), "locate");
         } else {
-            // A vertex's own coordinates, the duplicate path of location.
-            std::vector<Point3*> vVertices;
-            mesh.dt->getVertices(vVertices);
-            if (!vVertices.empty()) requireOk(locateAgrees(*mesh.dt, *vVertices[in.byte() % vVertices.size()]), "locate");
+            // A vertex's star, or location at its own coordinates (the duplicate path of location).
+            const std::vector<Point3*> vVertices = VeskTest::allVertices(*mesh.dt);
+            const uint8_t choice = in.byte();
+            if (vVertices.empty()) continue;
+            Point3* pVertex = vVertices[choice % vVertices.size()];
+            if (operation == 3) requireOk(VeskTest::starAgrees(*mesh.dt, VeskTest::allTetrahedra(*mesh.dt), pVertex), "star");
+            else requireOk(VeskTest::locateAgrees(*mesh.dt, VeskTest::allTetrahedra(*mesh.dt), *pVertex), "locate");
         }
     }
 }

@@ -1,6 +1,5 @@
 // Five points from the fuzzer's bytes; every orientation and in-sphere answer of GeomTest3 about
 // them must equal the sign that exact rational arithmetic gives.
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
@@ -13,19 +12,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size)
     VeskFuzz::FuzzBytes in(pData, size);
     std::vector<double> vCoordinates;
     VeskTest::Quintuple p;
-    for (VESK3D::Point3& q : p) {
-        const double x = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
-        const double y = VeskFuzz::nearDegenerateCoordinate(in, vCoordinates);
-        q = VESK3D::Point3(x, y, VeskFuzz::nearDegenerateCoordinate(in, vCoordinates));
-    }
+    for (VESK3D::Point3& q : p) q = VeskFuzz::nearDegeneratePoint(in, vCoordinates);
     // A quarter of the inputs are moved, whole, anywhere in the double range (degeneracy kept
     // where the scaling stays exact).
     if (in.byte() % 4 == 0) {
         const int exponent = in.byte() * 8 - 1074;
-        for (VESK3D::Point3& q : p) {
-            const VESK3D::Point3 scaled(std::ldexp(q.x(), exponent), std::ldexp(q.y(), exponent), std::ldexp(q.z(), exponent));
-            if (std::isfinite(scaled.x()) && std::isfinite(scaled.y()) && std::isfinite(scaled.z())) q = scaled;
-        }
+        for (VESK3D::Point3& q : p) q = VeskFuzz::scaledIfFinite(q, exponent);
     }
     // The query is sometimes a corner object itself, which the in-sphere test must also take.
     const int queryCorner = in.byte() % 8 == 0 ? in.byte() % 4 : -1;

@@ -33,10 +33,12 @@ namespace {
 // The assertion-active build runs with sanitizers: smaller counts keep it within a few minutes.
 #ifdef NDEBUG
 constexpr int largeCount = 100000;
+constexpr int largeGridSide = 30;
 constexpr int numTinyGridSeeds = 4000;
 constexpr int largestFamilySize = 250;
 #else
 constexpr int largeCount = 20000;
+constexpr int largeGridSide = 16;
 constexpr int numTinyGridSeeds = 400;
 constexpr int largestFamilySize = 120;
 #endif
@@ -187,7 +189,7 @@ TEST(EngineDriver, EveryFamilyInEveryInsertionMode)
                 const Points vPoints = family.make(n, seed);
                 const std::string name = family.name + " n=" + std::to_string(n) + " " + modeName(mode);
                 BuiltMesh mesh = buildQuietly(vPoints, mode, seed);
-                ASSERT_TRUE(checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld)) << name;
+                ASSERT_TRUE(checkMesh(mesh)) << name;
                 if (n <= largestQueriedSize) {
                     EXPECT_TRUE(queriesAgree(mesh)) << name;
                 } else {
@@ -201,24 +203,15 @@ TEST(EngineDriver, EveryFamilyInEveryInsertionMode)
 
 TEST(EngineDriver, SubsetsOfTheTinyGridWithDuplicates)
 {
-    int numFailures = 0;
-    for (int seed = 1; seed <= numTinyGridSeeds && numFailures < 5; ++seed) {
-        ::testing::AssertionResult result = buildAndCheck(tinyGridWithDuplicates(seed), allModes[seed % 5], seed, "tinyGridWithDuplicates");
-        EXPECT_TRUE(result);
-        numFailures += !result;
-    }
+    for (int seed = 1; seed <= numTinyGridSeeds && !HasFailure(); ++seed)
+        EXPECT_TRUE(checkMesh(buildQuietly(tinyGridWithDuplicates(seed), allModes[seed % 5], seed))) << "seed " << seed;
 }
 
 TEST(EngineDriver, LargeInputs)
 {
-#ifdef NDEBUG
-    const int gridSide = 30;
-#else
-    const int gridSide = 16;
-#endif
     const Points inputs[] = {uniformCube(largeCount, 2024), withDuplicates(gaussianClusters(largeCount / 4, 7), 8, 0.2),
-                             integerGrid(gridSide, 0)};
-    for (const Points& vPoints : inputs) EXPECT_TRUE(buildAndCheck(vPoints, InsertMode::BatchHandles, 0, "large"));
+                             integerGrid(largeGridSide, 0)};
+    for (const Points& vPoints : inputs) EXPECT_TRUE(checkMesh(buildQuietly(vPoints, InsertMode::BatchHandles)));
 }
 
 namespace {
@@ -263,7 +256,7 @@ TEST(EngineScale, EveryScaleOfTheDoubleRangeGivesTheSameTetrahedra)
     for (const Case& c : cases) {
         for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles, InsertMode::Mixed}) {
             BuiltMesh reference = buildQuietly(c.vPoints, mode, 7);
-            ASSERT_TRUE(checkMesh(*reference.dt, reference.vInputs, reference.vMayBeHeld)) << c.name << ", " << modeName(mode);
+            ASSERT_TRUE(checkMesh(reference)) << c.name << ", " << modeName(mode);
             for (int exponent : {-1074, -1040, -900, -500, -333, -100, 100, 333, 500, 900, 1002}) {
                 if (exponent < c.lowestExponent) continue;
                 BuiltMesh mesh = buildQuietly(scaled(c.vPoints, exponent), mode, 7);
@@ -284,9 +277,8 @@ TEST(EngineScale, MixedMagnitudesAndOverflowingDifferences)
     for (const Point3& p : scaled(integerUniform(40, 3), -20)) vMixed.push_back(p);
     shuffle(vMixed, 4);
     const Points vSpanning = transformed(scaled(integerGrid(4, 5), 1022), [](double v) { return v - 0x1.8p1023; });
-    for (const Points& vPoints : {vMixed, vSpanning}) {
-        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(buildAndCheck(vPoints, mode, 6, "mixed magnitudes"));
-    }
+    for (const Points& vPoints : {vMixed, vSpanning})
+        for (InsertMode mode : {InsertMode::Batch, InsertMode::Singles}) EXPECT_TRUE(checkMesh(buildQuietly(vPoints, mode, 6))) << modeName(mode);
 }
 
 TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
@@ -367,6 +359,6 @@ TEST(EngineStartup, SingleInsertionsNextToHeldVertices)
         shuffle(nearHeld, seed);
         ASSERT_TRUE(insertPoints(mesh, nearHeld, InsertMode::Singles, 0)) << "seed " << seed;
         ASSERT_TRUE(insertPoints(mesh, uniformCube(40, seed, -1, 5), InsertMode::Mixed, seed)) << "seed " << seed;
-        EXPECT_TRUE(checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld)) << "seed " << seed;
+        EXPECT_TRUE(checkMesh(mesh)) << "seed " << seed;
     }
 }

@@ -1,9 +1,8 @@
 // Batch insertion on several threads: every input family gives a mesh that the exact checker
-// accepts, the same tetrahedra in the same listing order for every thread count and every run, the
-// sequential engine's tetrahedra wherever the Delaunay tetrahedralization is unique, and a failure
-// inside a worker reaches the caller as the library's exception.
+// accepts (so, wherever the Delaunay tetrahedralization is unique, the sequential engine's
+// tetrahedra), the same tetrahedra in the same listing order for every thread count and every run,
+// and a failure inside a worker reaches the caller as the library's exception.
 #include <algorithm>
-#include <array>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -61,25 +60,10 @@ TEST(EngineParallel, EveryFamilyGivesOneValidMeshListedAlikeForEveryThreadCount)
         const Points vPoints = vFamilies[f].make(batchSize + 2200, 21);
         const std::string name = vFamilies[f].name + (pattern == Pattern::OneBatch ? ", one batch" : ", singles then batches");
         const BuiltMesh reference = build(vPoints, pattern, threadCounts[0]);
-        EXPECT_TRUE(checkMesh(*reference.dt, reference.vInputs, reference.vMayBeHeld)) << name;
+        EXPECT_TRUE(checkMesh(reference)) << name;
         const Listing expected = listing(*reference.dt);
         for (int numThreads : threadCounts)
             EXPECT_EQ(listing(*build(vPoints, pattern, numThreads).dt), expected) << name << ", threads " << numThreads;
-    }
-}
-
-// In general position the Delaunay tetrahedralization is unique: the sets must be equal.
-TEST(EngineParallel, GeneralPositionGivesTheSequentialTetrahedra)
-{
-    const std::vector<std::pair<const char*, Points>> inputs = {
-        {"uniformCube", uniformCube(batchSize, 31)},
-        {"gaussianClusters", gaussianClusters(batchSize, 32)},
-        {"nearSphere", nearSphere(batchSize, 33)},
-    };
-    for (const auto& input : inputs) {
-        const BuiltMesh sequential = build(input.second, Pattern::OneBatch, 1);
-        const BuiltMesh parallel = build(input.second, Pattern::OneBatch, 3);
-        EXPECT_EQ(sortedTetKeys(allTetrahedra(*parallel.dt)), sortedTetKeys(allTetrahedra(*sequential.dt))) << input.first;
     }
 }
 
@@ -116,7 +100,7 @@ TEST(EngineParallel, TwoEnginesInTwoThreadsBuildWhatEachBuildsAlone)
     const Points vFirst = uniformCube(batchSize, 51), vSecond = withDuplicates(gaussianClusters(batchSize, 52), 53, 0.1);
     // Standard output cannot be captured from two threads: the engines' lines go to a sink instead.
     VESK3D::setMessageSink([](VESK3D::MessageKind, const std::string&) {});
-    for (int numThreads : {1, 2}) {
+    for (int numThreads : {1, 3}) {
         const auto alone = [numThreads](const Points& vPoints) {
             VESK3D::Vesk_3D dt;
             dt.setNumThreads(numThreads);

@@ -102,14 +102,10 @@ protected:
     // The model's order: every vertex by (current key, coordinates).
     std::vector<Point3*> modelOrder() const
     {
-        std::vector<std::pair<std::tuple<uint32_t, double, double, double>, Point3*>> vEntries;
-        for (const auto& coordsHandle : handles) {
-            const Point3& p = *coordsHandle.second;
-            vEntries.push_back({{reg.getHilbertIndex(p), p.x(), p.y(), p.z()}, coordsHandle.second});
-        }
-        std::sort(vEntries.begin(), vEntries.end());
+        std::map<std::tuple<uint32_t, double, double, double>, Point3*> byKey;
+        for (const auto& [coords, pVtx] : handles) byKey[{reg.getHilbertIndex(*pVtx), pVtx->x(), pVtx->y(), pVtx->z()}] = pVtx;
         std::vector<Point3*> vOrder;
-        for (const auto& entry : vEntries) vOrder.push_back(entry.second);
+        for (const auto& entry : byKey) vOrder.push_back(entry.second);
         return vOrder;
     }
 

@@ -5,13 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <initializer_list>
 #include <iostream>
-#include <limits>
 #include <random>
 #include <string>
 #include <tuple>
@@ -46,21 +44,16 @@ Point3 nudgedPoint(const Point3& p, int axis, int ulps)
 }
 
 // Counts the cases and prints the first few disagreements.
-class OracleComparison {
-public:
+struct OracleComparison {
     void check(Quintuple& p)
     {
         ++numCases;
         const std::string wrong = predicateDisagreement(predicates, p);
         if (!wrong.empty() && ++numDisagreements <= 5) std::cout << wrong << std::endl;
     }
-    long long cases() const { return numCases; }
-    long long disagreements() const { return numDisagreements; }
 
-private:
     const GeomTest3 predicates;
-    long long numCases = 0;
-    long long numDisagreements = 0;
+    long long numCases = 0, numDisagreements = 0;
 };
 
 std::mt19937_64& generator()
@@ -124,20 +117,17 @@ Quintuple coplanarMixedMagnitudes(int spread)
     return p;
 }
 
-Quintuple generalPosition()
+Quintuple randomQuintuple(const std::function<double()>& coordinate)
 {
-    Quintuple p;
-    for (Point3& q : p) q = Point3(randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0), randomDouble(-1.0, 1.0));
-    return p;
-}
-
-// Every coordinate of its own magnitude anywhere in the finite range, subnormals included.
-Quintuple anyMagnitudes()
-{
-    auto coordinate = []() { return std::ldexp(randomDouble(-1.0, 1.0), randomInt(-1074, 1024)); };
     Quintuple p;
     for (Point3& q : p) q = Point3(coordinate(), coordinate(), coordinate());
     return p;
+}
+
+// A magnitude anywhere in the finite range, subnormals included.
+double anyMagnitude()
+{
+    return std::ldexp(randomDouble(-1.0, 1.0), randomInt(-1074, 1024));
 }
 
 // Points of a sphere rounded to doubles, about cospherical, around centres near and far: the input
@@ -160,22 +150,17 @@ Quintuple roundedSphere()
 
 using Transform = std::function<Point3(const Point3&)>;
 
-Transform translation(double ox, double oy, double oz)
-{
-    return [=](const Point3& p) { return Point3(p.x() + ox, p.y() + oy, p.z() + oz); };
-}
-
 // The ways every degenerate family is presented: as built; far from the origin and scaled down
 // (both exact for lattice points); scaled down and then moved away, rounded and so only nearly
 // degenerate; scaled by a power of two anywhere in the range that keeps the lattice exact and finite
 // (down to subnormal coordinates, up to coordinates whose differences overflow).
 std::vector<Transform> placements(const Quintuple& base)
 {
-    const double far = std::ldexp(1.0, randomInt(30, 50));
+    const double far = std::ldexp(1.0, randomInt(30, 50)), farX = far + randomInt(0, 1000);
     auto scaledBy = [](double factor) {
         return [factor](const Point3& p) { return Point3(p.x() * factor, p.y() * factor, p.z() * factor); };
     };
-    const Transform moved = translation(far + randomInt(0, 1000), far * 0.75, -far);
+    const Transform moved = [=](const Point3& p) { return Point3(p.x() + farX, p.y() + far * 0.75, p.z() - far); };
     const Transform scaled = scaledBy(std::ldexp(1.0, -40));
     const Transform roundedAway = [scaledBy](const Point3& p) {
         const Point3 small = scaledBy(std::ldexp(1.0, -20))(p);
@@ -206,11 +191,6 @@ void checkDegenerateFamily(OracleComparison& comparison, const std::function<Qui
             }
         }
     }
-}
-
-long long stageCount(PredicateStage stage)
-{
-    return predicateStageCount[stage];
 }
 
 } // namespace
@@ -278,28 +258,13 @@ TEST(NormalVector, UnitNormalAtEveryScaleAndZeroForDegenerateTriangles)
     }
 }
 
-TEST(ExactOracle, AgreesWithHandComputedCases)
-{
-    const Point3 p0(0, 0, 0), p1(1, 0, 0), p2(0, 1, 0), p3(0, 0, 1);
-    EXPECT_EQ(exactOrientSign(p0, p1, p2, p3), 1);
-    EXPECT_EQ(exactOrientSign(p1, p0, p2, p3), -1);
-    EXPECT_EQ(exactOrientSign(p0, p1, p2, Point3(3, -7, 0)), 0);
-    const Point3 centroid(0.25, 0.25, 0.25), far(5, 5, 5), onSphere(1, 1, 1);
-    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, centroid), 1);
-    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, far), -1);
-    EXPECT_EQ(exactInSphereSign(p0, p1, p2, p3, onSphere), 0);
-    // The answer does not depend on the corners' orientation; the raw determinant does.
-    EXPECT_EQ(exactInSphereSign(p1, p0, p2, p3, centroid), 1);
-    EXPECT_EQ(exactLiftedSign(p0, p1, p2, p3, centroid), -1);
-    EXPECT_EQ(exactLiftedSign(p1, p0, p2, p3, centroid), 1);
-}
-
 TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
 {
     const int numCases = casesPerFamily();
     OracleComparison comparison;
     for (int i = 0; i < numCases; ++i) {
-        Quintuple p = i % 5 == 0 ? anyMagnitudes() : generalPosition();
+        // General position in [-1, 1]^3, every fifth case with coordinates of any magnitude.
+        Quintuple p = randomQuintuple(i % 5 == 0 ? anyMagnitude : [] { return randomDouble(-1.0, 1.0); });
         comparison.check(p);
     }
     checkDegenerateFamily(comparison, cosphericalLattice, numCases / 20);
@@ -308,11 +273,11 @@ TEST(ExactStages, NoDisagreementWithRationalArithmeticAndEveryStageReached)
     checkDegenerateFamily(comparison, [] { return coplanarMixedMagnitudes(1000); }, numCases / 40);
     checkDegenerateFamily(comparison, roundedSphere, numCases / 20);
 
-    std::cout << comparison.cases() << " cases; decided by stage";
-    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) std::cout << " " << stageCount(static_cast<PredicateStage>(s));
+    std::cout << comparison.numCases << " cases; decided by stage";
+    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) std::cout << " " << predicateStageCount[s];
     std::cout << std::endl;
-    EXPECT_EQ(comparison.disagreements(), 0);
-    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(stageCount(static_cast<PredicateStage>(s)), 0) << "stage " << s;
+    EXPECT_EQ(comparison.numDisagreements, 0);
+    for (int s = 0; s < NUM_PREDICATE_STAGES; ++s) EXPECT_GT(predicateStageCount[s], 0) << "stage " << s;
 }
 
 TEST(ExactStages, LatticeShortcutLimits)

@@ -1,6 +1,7 @@
 #include "ExactOracle.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <initializer_list>
@@ -36,20 +37,67 @@ private:
     int unit = INT_MAX;
 };
 
-struct ExactVector {
-    mpz_class x, y, z;
-};
+using ExactRow = std::array<mpz_class, 3>;
 
-ExactVector exactDifference(const IntegerScale& scale, const VESK3D::Point3& p, const VESK3D::Point3& origin)
+ExactRow exactDifference(const IntegerScale& scale, const VESK3D::Point3& p, const VESK3D::Point3& origin)
 {
     return {scale(p.x()) - scale(origin.x()), scale(p.y()) - scale(origin.y()), scale(p.z()) - scale(origin.z())};
 }
 
-mpz_class det3(const mpz_class& a1, const mpz_class& a2, const mpz_class& a3, const mpz_class& b1,
-               const mpz_class& b2, const mpz_class& b3, const mpz_class& c1, const mpz_class& c2,
-               const mpz_class& c3)
+// The determinant with rows p, q, r, in GMP integers or in doubles.
+template <class T>
+T det3(const T* p, const T* q, const T* r)
 {
-    return a1 * (b2 * c3 - b3 * c2) - a2 * (b1 * c3 - b3 * c1) + a3 * (b1 * c2 - b2 * c1);
+    return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
+}
+
+int gmpOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d)
+{
+    const IntegerScale scale({&a, &b, &c, &d});
+    const ExactRow w = exactDifference(scale, d, a), u = exactDifference(scale, b, a), v = exactDifference(scale, c, a);
+    return sgn(det3(w.data(), u.data(), v.data()));
+}
+
+// The determinant with rows (p - e, |p - e|^2) for p = a, b, c, d, expanded as exactLiftedSign does.
+int gmpLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d,
+                  const VESK3D::Point3& e)
+{
+    const IntegerScale scale({&a, &b, &c, &d, &e});
+    const ExactRow r[4] = {exactDifference(scale, a, e), exactDifference(scale, b, e), exactDifference(scale, c, e),
+                           exactDifference(scale, d, e)};
+    mpz_class lifted = 0;
+    for (int i = 0; i < 4; ++i) {
+        const mpz_class lift = r[i][0] * r[i][0] + r[i][1] * r[i][1] + r[i][2] * r[i][2];
+        lifted += (i % 2 == 0 ? -1 : 1) * lift * det3(r[(i + 1) % 4].data(), r[(i + 2) % 4].data(), r[(i + 3) % 4].data());
+    }
+    return sgn(lifted);
+}
+
+double permanent3(const double* p, const double* q, const double* r)
+{
+    using std::fabs;
+    return fabs(p[0]) * (fabs(q[1] * r[2]) + fabs(q[2] * r[1])) + fabs(p[1]) * (fabs(q[2] * r[0]) + fabs(q[0] * r[2]))
+         + fabs(p[2]) * (fabs(q[0] * r[1]) + fabs(q[1] * r[0]));
+}
+
+// A floating-point filter settles the clear cases, and GMP only the close ones. While every
+// non-zero entry lies in [2^-190, 2^190], no product of up to five of them underflows or overflows,
+// and the rounding error of both determinants stays below 30 units in the last place of their
+// permanent; these bounds are a thousand times wider.
+constexpr double orientFilterBound = 1e-12;
+constexpr double liftedFilterBound = 1e-11;
+
+template <std::size_t N>
+bool filterDecides(const double (&entries)[N][3], double det, double permanent, double relativeBound, int& sign)
+{
+    for (const double* row : entries)
+        for (int k = 0; k < 3; ++k)
+            if (row[k] != 0.0 && !(std::fabs(row[k]) >= 0x1p-190 && std::fabs(row[k]) <= 0x1p190)) return false;
+    const double bound = relativeBound * permanent;
+    if (det > bound) sign = 1;
+    else if (det < -bound) sign = -1;
+    else return false;
+    return true;
 }
 
 } // namespace
@@ -57,31 +105,36 @@ mpz_class det3(const mpz_class& a1, const mpz_class& a2, const mpz_class& a3, co
 int exactOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
                     const VESK3D::Point3& d)
 {
-    const IntegerScale scale({&a, &b, &c, &d});
-    const ExactVector u = exactDifference(scale, b, a), v = exactDifference(scale, c, a), w = exactDifference(scale, d, a);
-    // Triple product (u x v) . w as the determinant with rows u, v, w.
-    return sgn(det3(u.x, u.y, u.z, v.x, v.y, v.z, w.x, w.y, w.z));
+    // Rows d - a, b - a, c - a: the triple product ((b-a) x (c-a)) . (d-a) taken as w . (u x v).
+    const double rows[3][3] = {{d.x() - a.x(), d.y() - a.y(), d.z() - a.z()},
+                               {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()},
+                               {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()}};
+    int sign = 0;
+    if (filterDecides(rows, det3(rows[0], rows[1], rows[2]), permanent3(rows[0], rows[1], rows[2]), orientFilterBound, sign))
+        return sign;
+    return gmpOrientSign(a, b, c, d);
 }
 
 int exactLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
                     const VESK3D::Point3& d, const VESK3D::Point3& e)
 {
-    // Rows (p - e, |p - e|^2) for p = a, b, c, d; cofactor expansion along the lift column.
-    const IntegerScale scale({&a, &b, &c, &d, &e});
-    const ExactVector r[4] = {exactDifference(scale, a, e), exactDifference(scale, b, e), exactDifference(scale, c, e),
-                              exactDifference(scale, d, e)};
-    mpz_class lifted = 0;
+    // Cofactor expansion along the lift column. The minors' rows in cyclic order are an even
+    // permutation of their order in the matrix, so only the cofactor sign of row i remains.
+    double rows[4][3], det = 0, permanent = 0;
+    const VESK3D::Point3* corners[4] = {&a, &b, &c, &d};
     for (int i = 0; i < 4; ++i) {
-        const ExactVector& p = r[(i + 1) % 4];
-        const ExactVector& q = r[(i + 2) % 4];
-        const ExactVector& s = r[(i + 3) % 4];
-        const mpz_class liftI = r[i].x * r[i].x + r[i].y * r[i].y + r[i].z * r[i].z;
-        // The minor's rows in cyclic order are an even permutation of their order in the matrix, so
-        // only the cofactor sign of row i in the last column remains.
-        const mpz_class cofactor = det3(p.x, p.y, p.z, q.x, q.y, q.z, s.x, s.y, s.z);
-        lifted += (i % 2 == 0 ? -1 : 1) * liftI * cofactor;
+        rows[i][0] = corners[i]->x() - e.x();
+        rows[i][1] = corners[i]->y() - e.y();
+        rows[i][2] = corners[i]->z() - e.z();
     }
-    return sgn(lifted);
+    for (int i = 0; i < 4; ++i) {
+        const double lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+        det += (i % 2 == 0 ? -lift : lift) * det3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
+        permanent += lift * permanent3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
+    }
+    int sign = 0;
+    if (filterDecides(rows, det, permanent, liftedFilterBound, sign)) return sign;
+    return gmpLiftedSign(a, b, c, d, e);
 }
 
 int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,

@@ -1,7 +1,8 @@
 #pragma once
-// Exact signs of the orientation and in-sphere determinants in GMP integer arithmetic (every double
-// of a call is an integer multiple of the call's smallest binary unit), written independently of
-// the library's expansion arithmetic.
+// Exact signs of the orientation and in-sphere determinants, written independently of the library's
+// expansion arithmetic: a generous floating-point filter settles the clear cases, GMP integer
+// arithmetic the close ones (every double of a call is an integer multiple of the call's smallest
+// binary unit). The predicate test's sweep, built to defeat filters, tries both parts.
 #include <Point3.h>
 
 namespace VeskTest {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <random>
-#include <sstream>
+#include <string>
 #include <unordered_set>
 
 #include "ExactOracle.h"
@@ -190,13 +190,9 @@ BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode, std::uint64_t see
     return mesh;
 }
 
-::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName)
+::testing::AssertionResult checkMesh(const BuiltMesh& mesh)
 {
-    BuiltMesh mesh;
-    ::testing::AssertionResult result = insertPoints(mesh, vPoints, mode, seed);
-    if (result) result = checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld);
-    if (!result) result << "\n  case: " << caseName << ", " << vPoints.size() << " points, mode " << modeName(mode) << ", seed " << seed;
-    return result;
+    return checkMesh(*mesh.dt, mesh.vInputs, mesh.vMayBeHeld);
 }
 
 } // namespace VeskTest

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -42,7 +41,7 @@ struct BuiltMesh {
 // Builds a fresh mesh, expecting the insertions to succeed.
 BuiltMesh buildQuietly(const Points& vPoints, InsertMode mode = InsertMode::Batch, std::uint64_t seed = 0);
 
-// Builds a fresh mesh and runs checkMesh on it; the message names the case for replay.
-::testing::AssertionResult buildAndCheck(const Points& vPoints, InsertMode mode, std::uint64_t seed, const std::string& caseName);
+// checkMesh on the mesh and everything handed to it.
+::testing::AssertionResult checkMesh(const BuiltMesh& mesh);
 
 } // namespace VeskTest

@@ -1,13 +1,9 @@
 #include "MeshChecker.h"
 
 #include <algorithm>
-#include <cfloat>
-#include <cmath>
-#include <cstdint>
 #include <map>
 #include <set>
 #include <sstream>
-#include <unordered_map>
 #include <unordered_set>
 
 #include <gmpxx.h>
@@ -52,35 +48,7 @@ int sideOfFacet(const Tet3& tet, int i, const Point3& q)
 {
     const Point3* c[4] = {tet.getCorner(0), tet.getCorner(1), tet.getCorner(2), tet.getCorner(3)};
     c[i] = &q;
-    return orientSign(*c[0], *c[1], *c[2], *c[3]);
-}
-
-double det3(const double* p, const double* q, const double* r)
-{
-    return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
-}
-
-double permanent3(const double* p, const double* q, const double* r)
-{
-    using std::fabs;
-    return fabs(p[0]) * (fabs(q[1] * r[2]) + fabs(q[2] * r[1])) + fabs(p[1]) * (fabs(q[2] * r[0]) + fabs(q[0] * r[2]))
-         + fabs(p[2]) * (fabs(q[0] * r[1]) + fabs(q[1] * r[0]));
-}
-
-// The rounding error of both determinants stays below 30 units in the last place of their
-// permanent; these bounds are a thousand times wider. A permanent outside [2^-900, DBL_MAX] may hide
-// an overflow, or underflows the bound ignores, so the oracle decides those.
-constexpr double orientFilterBound = 1e-12;
-constexpr double inSphereFilterBound = 1e-11;
-
-bool filterDecides(double det, double permanent, double relativeBound, int& sign)
-{
-    if (!(permanent >= 0x1p-900 && permanent <= DBL_MAX)) return false;
-    const double bound = relativeBound * permanent;
-    if (det > bound) sign = 1;
-    else if (det < -bound) sign = -1;
-    else return false;
-    return true;
+    return exactOrientSign(*c[0], *c[1], *c[2], *c[3]);
 }
 
 bool collinear(const Point3& a, const Point3& b, const Point3& c)
@@ -88,15 +56,6 @@ bool collinear(const Point3& a, const Point3& b, const Point3& c)
     const mpq_class ux = mpq_class(b.x()) - mpq_class(a.x()), uy = mpq_class(b.y()) - mpq_class(a.y()), uz = mpq_class(b.z()) - mpq_class(a.z());
     const mpq_class vx = mpq_class(c.x()) - mpq_class(a.x()), vy = mpq_class(c.y()) - mpq_class(a.y()), vz = mpq_class(c.z()) - mpq_class(a.z());
     return uy * vz == uz * vy && uz * vx == ux * vz && ux * vy == uy * vx;
-}
-
-TetKey tetKey(const Tet3& tet)
-{
-    TetKey key;
-    // Adding 0.0 turns -0.0 into 0.0, so equal points give equal keys.
-    for (int i = 0; i < 4; ++i) key[i] = {tet.getCorner(i)->x() + 0.0, tet.getCorner(i)->y() + 0.0, tet.getCorner(i)->z() + 0.0};
-    std::sort(key.begin(), key.end());
-    return key;
 }
 
 struct HullFacet {
@@ -134,11 +93,8 @@ private:
             if (!inputs.count(*p)) return AssertionFailure() << "vertex " << describe(*p) << " was never inserted";
             vertexSet.insert(p);
         }
-        if (registered.size() != inputs.size()) {
-            for (const Point3& p : inputs) {
-                if (!registered.count(p)) return AssertionFailure() << "input point " << describe(p) << " is not registered";
-            }
-        }
+        for (const Point3& p : inputs)
+            if (!registered.count(p)) return AssertionFailure() << "input point " << describe(p) << " is not registered";
         return AssertionSuccess();
     }
 
@@ -152,7 +108,7 @@ private:
         for (std::size_t k = 2; k < vVertices.size(); ++k) {
             if (collinear(*vVertices[0], *vVertices[1], *vVertices[k])) continue;
             for (const Point3* d : vVertices) {
-                if (orientSign(*vVertices[0], *vVertices[1], *vVertices[k], *d) != 0) {
+                if (exactOrientSign(*vVertices[0], *vVertices[1], *vVertices[k], *d) != 0) {
                     return AssertionFailure() << "is3D() is false although " << describe(*d) << " lies off the plane of the others";
                 }
             }
@@ -174,7 +130,7 @@ private:
                     if (t->getCorner(j) == p) return AssertionFailure() << describe(*t) << ": corners " << j << " and " << i << " coincide";
                 }
             }
-            const int o = orientSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
+            const int o = exactOrientSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
             if (o <= 0) return AssertionFailure() << describe(*t) << " is " << (o ? "negatively oriented" : "flat");
         }
         return AssertionSuccess();
@@ -219,7 +175,7 @@ private:
             auto pairFailure = [&] { return AssertionFailure() << describe(*t) << " and " << describe(*n) << " across facet " << i; };
             if (t->getOppTet(i) != n || n->getOppTet(j) != t) return pairFailure() << ": the two are not linked across it";
             if (sideOfFacet(*t, i, apex) >= 0) return pairFailure() << ": not strictly on the two sides";
-            if (inSphereSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3), apex) > 0)
+            if (exactInSphereSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3), apex) > 0)
                 return pairFailure() << ": not locally Delaunay, " << describe(apex) << " is strictly inside the circumsphere";
         }
         return AssertionSuccess();
@@ -338,41 +294,6 @@ AssertionResult checkMesh(const VESK3D::Vesk_3D& dt, const Points& vInputs, cons
     return checkTetrahedralization(MeshView{allVertices(dt), allTetrahedra(dt), dt.is3D()}, vInputs, vMayBeHeld);
 }
 
-int orientSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
-{
-    const double u[3] = {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()};
-    const double v[3] = {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()};
-    const double w[3] = {d.x() - a.x(), d.y() - a.y(), d.z() - a.z()};
-    int sign = 0;
-    // (u x v) . w == w . (u x v)
-    if (filterDecides(det3(w, u, v), permanent3(w, u, v), orientFilterBound, sign)) return sign;
-    return exactOrientSign(a, b, c, d);
-}
-
-int inSphereSign(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
-{
-    const int orientation = orientSign(a, b, c, d);
-    if (orientation == 0) return exactInSphereSign(a, b, c, d, e);
-    double rows[4][3];
-    double lifts[4];
-    const Point3* corners[4] = {&a, &b, &c, &d};
-    for (int i = 0; i < 4; ++i) {
-        rows[i][0] = corners[i]->x() - e.x();
-        rows[i][1] = corners[i]->y() - e.y();
-        rows[i][2] = corners[i]->z() - e.z();
-    }
-    for (int i = 0; i < 4; ++i) lifts[i] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
-    // Expansion of the 4x4 determinant (rows: corner - e, lifted) along its lift column.
-    const double det = -lifts[0] * det3(rows[1], rows[2], rows[3]) + lifts[1] * det3(rows[0], rows[2], rows[3])
-                     - lifts[2] * det3(rows[0], rows[1], rows[3]) + lifts[3] * det3(rows[0], rows[1], rows[2]);
-    const double permanent = lifts[0] * permanent3(rows[1], rows[2], rows[3]) + lifts[1] * permanent3(rows[0], rows[2], rows[3])
-                           + lifts[2] * permanent3(rows[0], rows[1], rows[3]) + lifts[3] * permanent3(rows[0], rows[1], rows[2]);
-    int sign = 0;
-    // For a positive tetrahedron in this orientation convention the determinant is negative inside.
-    if (filterDecides(det, permanent, inSphereFilterBound, sign)) return -sign * orientation;
-    return exactInSphereSign(a, b, c, d, e);
-}
-
 Containment classify(const Tet3& tet, const Point3& q)
 {
     int zeros = 0;
@@ -459,14 +380,6 @@ Tets bruteForceEdgeRing(const Tets& vTets, const Point3* a, const Point3* b)
     for (Tet3* t : vTets)
         if (t->hasVertex(a) && t->hasVertex(b)) vRing.push_back(t);
     return vRing;
-}
-
-std::vector<TetKey> sortedTetKeys(const Tets& vTets)
-{
-    std::vector<TetKey> vKeys;
-    for (const Tet3* t : vTets) vKeys.push_back(tetKey(*t));
-    std::sort(vKeys.begin(), vKeys.end());
-    return vKeys;
 }
 
 AssertionResult locateAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, const VESK3D::Point3& q)

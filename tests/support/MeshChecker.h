@@ -1,7 +1,7 @@
 #pragma once
 // An independent judge of the engine's meshes, written against the public API only: every sign
-// it relies on is exact (a generous floating-point filter in front of the GMP oracle), and every
-// query has a brute-force counterpart that scans the whole tetrahedron list.
+// it relies on is exact (the oracle of ExactOracle.h), and every query has a brute-force
+// counterpart that scans the whole tetrahedron list.
 #include <array>
 #include <vector>
 
@@ -28,13 +28,6 @@ struct MeshView {
 };
 ::testing::AssertionResult checkTetrahedralization(const MeshView& mesh, const Points& vInputs, const Points& vMayBeHeld = {});
 
-// Exact signs (filtered; the GMP oracle decides every close call). orientSign is +1 when
-// ((b-a)x(c-a)).(d-a) > 0; inSphereSign is +1 when e is strictly inside the circumsphere of the
-// positively oriented (a, b, c, d), 0 on it, -1 outside.
-int orientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d);
-int inSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d,
-                 const VESK3D::Point3& e);
-
 // Where q lies relative to the closed tetrahedron.
 enum class Containment { Outside, Inside, OnFacet, OnEdge, OnVertex };
 Containment classify(const VESK3D::Tet3& tet, const VESK3D::Point3& q);
@@ -55,9 +48,6 @@ Tets bruteForceLocate(const Tets& vTets, const VESK3D::Point3& q);
 // The tetrahedra having both a and b as corners (with a == b: the star of a).
 Tets bruteForceEdgeRing(const Tets& vTets, const VESK3D::Point3* a, const VESK3D::Point3* b);
 
-// A tetrahedron as its four corner coordinates, sorted: comparable across triangulations.
-using TetKey = std::array<std::array<double, 3>, 4>;
-std::vector<TetKey> sortedTetKeys(const Tets& vTets);
 // Every tetrahedron as its corner coordinates in stored corner order, in listing order: equal for
 // two triangulations that list the same tetrahedra the same way.
 using Listing = std::vector<std::array<double, 12>>;
