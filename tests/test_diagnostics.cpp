@@ -32,9 +32,7 @@ struct CheckRun {
 CheckRun runCheck(const Vesk_3D& dt, const std::string& label, bool checkSphereInclusion)
 {
     CheckRun run{label, checkSphereInclusion, false, ""};
-    testing::internal::CaptureStdout();
-    run.verdict = dt.checkValidity(label, checkSphereInclusion);
-    run.console = testing::internal::GetCapturedStdout();
+    run.console = stdoutOf([&] { run.verdict = dt.checkValidity(label, checkSphereInclusion); });
     return run;
 }
 
@@ -240,9 +238,7 @@ TEST(CorruptedMesh, AVisitedMarkLeftOnATetrahedronThrows)
     // The listing may leave the marked tetrahedron out; the check must find it all the same.
     const size_t numListed = allTetrahedra(*dt).size();
     const std::string dump = streamed(*pTet);
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(dt->checkValidity("visited", true), VeskException);
-    const std::string console = testing::internal::GetCapturedStdout();
+    const std::string console = stdoutOf([&] { EXPECT_THROW(dt->checkValidity("visited", true), VeskException); });
     pTet->hasBeenVisited = false;
 
     const std::string report = header("visited", numListed, true) +
@@ -297,9 +293,7 @@ TEST(Print, DumpsEveryTetrahedronInQueryOrder)
     const Tets vTets = allTetrahedra(*dt);
     std::string expected = "\n\n**** Dt3::print(forty), numTets=" + std::to_string(vTets.size()) + "\n";
     for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
-    testing::internal::CaptureStdout();
-    dt->print("forty");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+    EXPECT_EQ(stdoutOf([&] { dt->print("forty"); }), expected);
 }
 
 // Scenes with a marked vertex come with the defect reports above.
@@ -309,9 +303,7 @@ TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
     auto dt = buildQuietly(uniformCube(30, 41)).dt;
     const Tets vTets = allTetrahedra(*dt);
     const int start = rotationCursor();
-    testing::internal::CaptureStdout();
-    dt->show("plain.list", nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), showLines(vTets.size(), "plain.list"));
+    EXPECT_EQ(stdoutOf([&] { dt->show("plain.list", nullptr); }), showLines(vTets.size(), "plain.list"));
     expectShowScene(readFile("plain.list"), vTets, nullptr);
     // Each tetrahedron takes the next colour of the rotation.
     ASSERT_NE(vTets.size() % Visualizer3::NUM_ROTATION_COLORS, 0u);

@@ -31,9 +31,7 @@ std::string assertionLine(const std::string& condition)
 // Runs a call that must fail a library assertion and returns what it printed.
 std::string outputOfThrowingCall(const std::function<void()>& call)
 {
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(call(), VeskException);
-    return testing::internal::GetCapturedStdout();
+    return VeskTest::stdoutOf([&] { EXPECT_THROW(call(), VeskException); });
 }
 
 // Raw storage initialised the way the engine's pool does it.
@@ -265,9 +263,7 @@ TEST(Edge3Handles, DumpsOfEdgeAndCirculator)
                                      streamed(&u.c) + "\n";
     EXPECT_EQ(streamed(e), expectedEdge);
     const std::string rule(35, '-');
-    testing::internal::CaptureStdout();
-    TetAroundEdgeIterator(e).debug();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), rule + "\n# This is a TetAroundEdgeIterator:\n" + expectedEdge + rule + "\n\n");
+    EXPECT_EQ(VeskTest::stdoutOf([&] { TetAroundEdgeIterator(e).debug(); }), rule + "\n# This is a TetAroundEdgeIterator:\n" + expectedEdge + rule + "\n\n");
 }
 
 TEST(Circulator, PayloadSlots)

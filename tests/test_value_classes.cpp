@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -18,6 +17,7 @@
 #include "WorkDir.h"
 
 using namespace VESK3D;
+using VeskTest::stdoutOf;
 using VeskTest::streamed;
 
 namespace {
@@ -48,13 +48,6 @@ std::tuple<double, double, double> coordinates(const Point3& p)
 std::tuple<double, double, double, Tet3*, int> fields(const Point3& p)
 {
     return {p.x(), p.y(), p.z(), p.getOneTet(), p.getCustomIndex()};
-}
-
-std::string printedBy(const std::function<void()>& debug)
-{
-    testing::internal::CaptureStdout();
-    debug();
-    return testing::internal::GetCapturedStdout();
 }
 
 } // namespace
@@ -146,9 +139,9 @@ TEST(ValueClasses, CopiesDropTheTetrahedronAndDumpsShowAddresses)
     EXPECT_EQ(fields(Segment3(segment).getSrc()), std::make_tuple(1.0, 2.0, 3.0, nullptr, 8));
     const Point3 p(1, 2.5, -3);
     EXPECT_EQ(streamed(p), streamed(&p) + "\t       1,      2.5,       -3");
-    const std::string ballDump = printedBy([&] { ball.debug(); });
+    const std::string ballDump = stdoutOf([&] { ball.debug(); });
     EXPECT_TRUE(testing::internal::RE::FullMatch(ballDump, "Ball3: 0x[0-9a-f]+\t       1,        2,        3, r=4\n")) << ballDump;
-    const std::string segmentDump = printedBy([&] { segment.debug(); });
+    const std::string segmentDump = stdoutOf([&] { segment.debug(); });
     EXPECT_TRUE(testing::internal::RE::FullMatch(
         segmentDump, "Segment3: 0x[0-9a-f]+\t       1,        2,        3,0x[0-9a-f]+\t      -1,     0.25,        4\n"))
         << segmentDump;
@@ -169,11 +162,11 @@ TEST(Triangle3, IndicesNeighboursDumpAndBarycenter)
         dump += "ith=" + std::to_string(i) + ", vertex (" + streamed(aCorner[i]) + "): " + streamed(*aCorner[i]) +
                 "  oppTet=" + streamed(i == 1 ? &other : nullptr) + "\n";
     }
-    EXPECT_EQ(printedBy([&] { triangle.debug(); }), dump);
+    EXPECT_EQ(stdoutOf([&] { triangle.debug(); }), dump);
     // The stranger's lines on standard error (the one-corner form's text is in the text table).
     testing::internal::CaptureStderr();
     EXPECT_EQ(triangle.getIntraTriangleIndex(&stranger), -999);
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(triangle.getIntraTriangleIndex(&a, &stranger), -999); }),
+    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(triangle.getIntraTriangleIndex(&a, &stranger), -999); }),
               "Have searched for " + streamed(&a) + " and " + streamed(&stranger) + " in " + dump);
     const std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(errors.substr(errors.find('\n') + 1), "Triangle3::getIntraTriangleIndex(): invalid (p1,p2)\n");
@@ -218,10 +211,10 @@ TEST(RandomNumbers, AppendsAndLeavesTheHostGeneratorAlone)
     for (const auto& bounds : {std::make_pair(1.0, 1.0), std::make_pair(2.0, 1.0), std::make_pair(std::nan(""), 1.0)}) {
         std::vector<double> v;
         std::vector<Point3> vPoints;
-        testing::internal::CaptureStdout();
-        EXPECT_THROW(generateRandomNumbers(5, bounds.first, bounds.second, v, 4), VeskException);
-        EXPECT_THROW(generateRandomPoints(5, bounds.first, bounds.second, vPoints, 4), VeskException);
-        testing::internal::GetCapturedStdout();
+        stdoutOf([&] {
+            EXPECT_THROW(generateRandomNumbers(5, bounds.first, bounds.second, v, 4), VeskException);
+            EXPECT_THROW(generateRandomPoints(5, bounds.first, bounds.second, vPoints, 4), VeskException);
+        });
         EXPECT_TRUE(v.empty() && vPoints.empty());
     }
 }

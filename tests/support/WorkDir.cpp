@@ -7,6 +7,8 @@
 
 #include <stdlib.h>
 
+#include <gtest/gtest.h>
+
 namespace VeskTest {
 
 std::string readFile(const std::string& name)
@@ -15,6 +17,13 @@ std::string readFile(const std::string& name)
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+std::string stdoutOf(const std::function<void()>& action)
+{
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
 }
 
 TempWorkDir::TempWorkDir() : previousDir(std::filesystem::current_path())

@@ -1,6 +1,7 @@
 #pragma once
 // A scratch working directory for the tests that write scene and dump files, and the texts they compare.
 #include <filesystem>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -8,6 +9,9 @@
 namespace VeskTest {
 
 std::string readFile(const std::string& name);
+
+// What the action prints on standard output, kept off the console.
+std::string stdoutOf(const std::function<void()>& action);
 
 // What the value prints to a stream (for a pointer: its address).
 template <class T>
