@@ -70,20 +70,6 @@ Points nearSphere(int n, std::uint64_t seed)
     return points;
 }
 
-Points pythagoreanSphere(int r, std::uint64_t seed)
-{
-    Points points;
-    for (int x = -r; x <= r; ++x) {
-        for (int y = -r; y <= r; ++y) {
-            for (int z = -r; z <= r; ++z) {
-                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
-            }
-        }
-    }
-    shuffle(points, seed);
-    return points;
-}
-
 Points integerGrid(int n, std::uint64_t seed)
 {
     Points points;
@@ -96,18 +82,24 @@ Points integerGrid(int n, std::uint64_t seed)
     return points;
 }
 
+Points pythagoreanSphere(int r, std::uint64_t seed)
+{
+    Points points;
+    for (const Point3& p : integerGrid(2 * r + 1, 0)) {
+        const double x = p.x() - r, y = p.y() - r, z = p.z() - r;
+        if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
+    }
+    shuffle(points, seed);
+    return points;
+}
+
 Points tinyGridWithDuplicates(std::uint64_t seed)
 {
     std::mt19937_64 rng(seed);
     Points subset;
     const int keepPercent = uniformInt(rng, 10, 100);
-    for (int x = 0; x < 3; ++x) {
-        for (int y = 0; y < 3; ++y) {
-            for (int z = 0; z < 3; ++z) {
-                if (uniformInt(rng, 1, 100) <= keepPercent) subset.emplace_back(x, y, z);
-            }
-        }
-    }
+    for (const Point3& p : integerGrid(3, 0))
+        if (uniformInt(rng, 1, 100) <= keepPercent) subset.push_back(p);
     return withDuplicates(subset, rng(), 0.35);
 }
 
@@ -146,6 +138,12 @@ static Points largeOffset(int n, std::uint64_t seed, int exponent)
     return points;
 }
 
+static Points plusPoint(Points points, const Point3& p)
+{
+    points.push_back(p);
+    return points;
+}
+
 Points withDuplicates(const Points& points, std::uint64_t seed, double duplicateFraction)
 {
     std::mt19937_64 rng(seed);
@@ -170,24 +168,14 @@ const std::vector<Family>& allFamilies()
         {"gaussianClusters", [](int n, std::uint64_t s) { return gaussianClusters(n, s); }},
         {"nearSphere", [](int n, std::uint64_t s) { return nearSphere(n, s); }},
         {"grid", [](int n, std::uint64_t s) { return integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s); }},
-        {"coplanarPlusOne",
-         [](int n, std::uint64_t s) {
-             Points points = coplanarOnly(n - 1, s);
-             points.emplace_back(1.5, -2.0, 7.25);
-             return points;
-         }},
+        {"coplanarPlusOne", [](int n, std::uint64_t s) { return plusPoint(coplanarOnly(n - 1, s), Point3(1.5, -2.0, 7.25)); }},
         {"largeOffset30", [](int n, std::uint64_t s) { return largeOffset(n, s, 30); }},
         {"largeOffset40", [](int n, std::uint64_t s) { return largeOffset(n, s, 40); }},
         {"tinyScale", [](int n, std::uint64_t s) { return uniformCube(n, s, 0.0, std::ldexp(1.0, -40)); }},
         {"uniformWithDuplicates", [](int n, std::uint64_t s) { return withDuplicates(uniformCube(n, s), s + 1, 0.3); }},
         {"coplanarOnly", [](int n, std::uint64_t s) { return coplanarOnly(n, s); }},
         {"collinear", [](int n, std::uint64_t s) { return collinear(n, s); }},
-        {"sphereLatticeAndCentre",
-         [](int n, std::uint64_t s) {
-             Points points = pythagoreanSphere(3 + n / 40, s);
-             points.emplace_back(0, 0, 0);
-             return points;
-         }},
+        {"sphereLatticeAndCentre", [](int n, std::uint64_t s) { return plusPoint(pythagoreanSphere(3 + n / 40, s), Point3(0, 0, 0)); }},
         {"gridWithDuplicates",
          [](int n, std::uint64_t s) { return withDuplicates(integerGrid(std::max(2, static_cast<int>(std::cbrt(n))), s), s + 1, 0.3); }},
     };
