@@ -1,7 +1,6 @@
 #include "ExactOracle.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cmath>
 #include <initializer_list>
@@ -37,12 +36,19 @@ private:
     int unit = INT_MAX;
 };
 
-using ExactRow = std::array<mpz_class, 3>;
-
-ExactRow exactDifference(const IntegerScale& scale, const VESK3D::Point3& p, const VESK3D::Point3& origin)
+// Rows p - origin for the given points, every coordinate converted first: to GMP integers exactly,
+// or kept as doubles (then the differences are rounded).
+template <class T, std::size_t N, class Convert>
+void differences(const VESK3D::Point3* const (&points)[N], const VESK3D::Point3& origin, const Convert& convert, T (&rows)[N][3])
 {
-    return {scale(p.x()) - scale(origin.x()), scale(p.y()) - scale(origin.y()), scale(p.z()) - scale(origin.z())};
+    for (std::size_t i = 0; i < N; ++i) {
+        rows[i][0] = convert(points[i]->x()) - convert(origin.x());
+        rows[i][1] = convert(points[i]->y()) - convert(origin.y());
+        rows[i][2] = convert(points[i]->z()) - convert(origin.z());
+    }
 }
+
+const auto asDouble = [](double v) { return v; };
 
 // The determinant with rows p, q, r, in GMP integers or in doubles.
 template <class T>
@@ -51,26 +57,20 @@ T det3(const T* p, const T* q, const T* r)
     return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
 }
 
-int gmpOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d)
+// The determinant with rows (p - e, |p - e|^2), expanded along the lift column. The minors' rows in
+// cyclic order are an even permutation of their order in the matrix, so only the cofactor sign of
+// row i remains.
+template <class T>
+T liftedDet(const T (&rows)[4][3])
 {
-    const IntegerScale scale({&a, &b, &c, &d});
-    const ExactRow w = exactDifference(scale, d, a), u = exactDifference(scale, b, a), v = exactDifference(scale, c, a);
-    return sgn(det3(w.data(), u.data(), v.data()));
-}
-
-// The determinant with rows (p - e, |p - e|^2) for p = a, b, c, d, expanded as exactLiftedSign does.
-int gmpLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c, const VESK3D::Point3& d,
-                  const VESK3D::Point3& e)
-{
-    const IntegerScale scale({&a, &b, &c, &d, &e});
-    const ExactRow r[4] = {exactDifference(scale, a, e), exactDifference(scale, b, e), exactDifference(scale, c, e),
-                           exactDifference(scale, d, e)};
-    mpz_class lifted = 0;
+    T det = 0;
     for (int i = 0; i < 4; ++i) {
-        const mpz_class lift = r[i][0] * r[i][0] + r[i][1] * r[i][1] + r[i][2] * r[i][2];
-        lifted += (i % 2 == 0 ? -1 : 1) * lift * det3(r[(i + 1) % 4].data(), r[(i + 2) % 4].data(), r[(i + 3) % 4].data());
+        const T minor = det3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
+        const T lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+        if (i % 2 == 0) det -= lift * minor;
+        else det += lift * minor;
     }
-    return sgn(lifted);
+    return det;
 }
 
 double permanent3(const double* p, const double* q, const double* r)
@@ -106,35 +106,32 @@ int exactOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK
                     const VESK3D::Point3& d)
 {
     // Rows d - a, b - a, c - a: the triple product ((b-a) x (c-a)) . (d-a) taken as w . (u x v).
-    const double rows[3][3] = {{d.x() - a.x(), d.y() - a.y(), d.z() - a.z()},
-                               {b.x() - a.x(), b.y() - a.y(), b.z() - a.z()},
-                               {c.x() - a.x(), c.y() - a.y(), c.z() - a.z()}};
+    const VESK3D::Point3* const points[3] = {&d, &b, &c};
+    double rows[3][3];
+    differences(points, a, asDouble, rows);
     int sign = 0;
     if (filterDecides(rows, det3(rows[0], rows[1], rows[2]), permanent3(rows[0], rows[1], rows[2]), orientFilterBound, sign))
         return sign;
-    return gmpOrientSign(a, b, c, d);
+    mpz_class exact[3][3];
+    differences(points, a, IntegerScale({&a, &b, &c, &d}), exact);
+    return sgn(det3(exact[0], exact[1], exact[2]));
 }
 
 int exactLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
                     const VESK3D::Point3& d, const VESK3D::Point3& e)
 {
-    // Cofactor expansion along the lift column. The minors' rows in cyclic order are an even
-    // permutation of their order in the matrix, so only the cofactor sign of row i remains.
-    double rows[4][3], det = 0, permanent = 0;
-    const VESK3D::Point3* corners[4] = {&a, &b, &c, &d};
-    for (int i = 0; i < 4; ++i) {
-        rows[i][0] = corners[i]->x() - e.x();
-        rows[i][1] = corners[i]->y() - e.y();
-        rows[i][2] = corners[i]->z() - e.z();
-    }
+    const VESK3D::Point3* const points[4] = {&a, &b, &c, &d};
+    double rows[4][3], permanent = 0;
+    differences(points, e, asDouble, rows);
     for (int i = 0; i < 4; ++i) {
         const double lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
-        det += (i % 2 == 0 ? -lift : lift) * det3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
         permanent += lift * permanent3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
     }
     int sign = 0;
-    if (filterDecides(rows, det, permanent, liftedFilterBound, sign)) return sign;
-    return gmpLiftedSign(a, b, c, d, e);
+    if (filterDecides(rows, liftedDet(rows), permanent, liftedFilterBound, sign)) return sign;
+    mpz_class exact[4][3];
+    differences(points, e, IntegerScale({&a, &b, &c, &d, &e}), exact);
+    return sgn(liftedDet(exact));
 }
 
 int exactInSphereSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK3D::Point3& c,
