@@ -15,25 +15,14 @@
 
 using namespace VESK3D;
 
-namespace {
-
-std::vector<Point3*> registerBatch(HC3& reg, const std::vector<Point3>& vPoints, std::vector<Point3*>* pNew = nullptr)
-{
-    std::vector<Point3*> vHandles, vNew;
-    reg.insert(vPoints, vHandles, vNew);
-    if (pNew != nullptr) *pNew = vNew;
-    return vHandles;
-}
-
-} // namespace
-
 // Expected keys are written in octal, one digit per level, read off the curve tables by hand. With
 // y and z flat the y/z offsets are compared against the x half-extent, so they stay in the lower
 // half; split at their own (zero) half-extent they would land in the upper half instead.
 TEST(HC3Keys, FlatBoxSplitsAtTheXHalfExtent)
 {
     HC3 line;
-    registerBatch(line, {Point3(4, 0, 0), Point3(0, 0, 0), Point3(2, 0, 0)});
+    std::vector<Point3*> vHandles, vNew;
+    line.insert({Point3(4, 0, 0), Point3(0, 0, 0), Point3(2, 0, 0)}, vHandles, vNew);
     EXPECT_EQ(line.getHilbertIndex(Point3(6, 0, 0)), 0777777777u);
     EXPECT_EQ(line.getHilbertIndex(Point3(0, 0, 0)), 0032464646u);
     EXPECT_EQ(line.getHilbertIndex(Point3(2, 0, 0)), 0746464646u);
@@ -45,7 +34,8 @@ TEST(HC3Keys, FlatBoxSplitsAtTheXHalfExtent)
 TEST(HC3Keys, CurveVisitsEveryCellOnceThroughFaceNeighbours)
 {
     HC3 reg;
-    registerBatch(reg, {Point3(0, 0, 0), Point3(16, 16, 16)}); // widened to [-8, 24]^3
+    std::vector<Point3*> vHandles, vNew;
+    reg.insert({Point3(0, 0, 0), Point3(16, 16, 16)}, vHandles, vNew); // widened to [-8, 24]^3
     const int n = 16, levels = 4;
     std::vector<std::array<int, 3>> vCellAt(n * n * n, {-1, -1, -1});
     for (int i = 0; i < n; ++i)
@@ -123,8 +113,8 @@ protected:
 
     void insertBatch(const std::vector<Point3>& vPoints)
     {
-        std::vector<Point3*> vNew;
-        const std::vector<Point3*> vHandles = registerBatch(reg, vPoints, &vNew);
+        std::vector<Point3*> vHandles, vNew;
+        reg.insert(vPoints, vHandles, vNew);
         // New vertices come in (key, input index) order of their first input; keys are final now.
         std::vector<std::pair<uint32_t, size_t>> vExpectedNew;
         std::map<Coords, size_t> firstInput;
