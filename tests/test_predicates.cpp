@@ -84,10 +84,8 @@ Quintuple cosphericalLattice()
             const Point3& s = sphere[randomInt(0, static_cast<int>(sphere.size()) - 1)];
             q = Point3(s.x() + cx, s.y() + cy, s.z() + cz);
         }
-        bool distinct = true;
-        for (int i = 0; i < 5; ++i)
-            for (int j = i + 1; j < 5; ++j) distinct = distinct && p[i] != p[j];
-        if (distinct && exactOrientSign(p[0], p[1], p[2], p[3]) != 0) return p;
+        // Four corners that span a volume are distinct; only the fifth point may repeat one.
+        if (exactOrientSign(p[0], p[1], p[2], p[3]) != 0 && std::count(p.begin(), p.end(), p[4]) == 1) return p;
     }
 }
 

@@ -67,9 +67,8 @@ public:
         if (wasFull) return ::testing::AssertionSuccess();
         const std::vector<Point3*> vNow = allVertices(*mesh.dt);
         const Tets vTets = allTetrahedra(*mesh.dt);
-        const Quadruple built = vTets.size() == 1 ? Quadruple{vTets[0]->getCorner(0), vTets[0]->getCorner(1), vTets[0]->getCorner(2),
-                                                              vTets[0]->getCorner(3)}
-                                                  : Quadruple{};
+        Quadruple built{};
+        for (int i = 0; i < 4 && vTets.size() == 1; ++i) built[i] = vTets[0]->getCorner(i);
         if (vNow.size() <= maxSearchedRegistry && built != plainFirstQuadruple(vNow))
             return ::testing::AssertionFailure() << "the start-up state after " << vNow.size() << " points is not the plain search's choice";
         std::unordered_set<const Point3*> corners;
