@@ -87,17 +87,15 @@ double permanent3(const double* p, const double* q, const double* r)
 constexpr double orientFilterBound = 1e-12;
 constexpr double liftedFilterBound = 1e-11;
 
+// The filter's sign, or 0 where it cannot decide (a zero determinant is never decided here).
 template <std::size_t N>
-bool filterDecides(const double (&entries)[N][3], double det, double permanent, double relativeBound, int& sign)
+int filterSign(const double (&entries)[N][3], double det, double permanent, double relativeBound)
 {
     for (const double* row : entries)
         for (int k = 0; k < 3; ++k)
-            if (row[k] != 0.0 && !(std::fabs(row[k]) >= 0x1p-190 && std::fabs(row[k]) <= 0x1p190)) return false;
+            if (row[k] != 0.0 && !(std::fabs(row[k]) >= 0x1p-190 && std::fabs(row[k]) <= 0x1p190)) return 0;
     const double bound = relativeBound * permanent;
-    if (det > bound) sign = 1;
-    else if (det < -bound) sign = -1;
-    else return false;
-    return true;
+    return det > bound ? 1 : det < -bound ? -1 : 0;
 }
 
 } // namespace
@@ -109,8 +107,7 @@ int exactOrientSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK
     const VESK3D::Point3* const points[3] = {&d, &b, &c};
     double rows[3][3];
     differences(points, a, asDouble, rows);
-    int sign = 0;
-    if (filterDecides(rows, det3(rows[0], rows[1], rows[2]), permanent3(rows[0], rows[1], rows[2]), orientFilterBound, sign))
+    if (const int sign = filterSign(rows, det3(rows[0], rows[1], rows[2]), permanent3(rows[0], rows[1], rows[2]), orientFilterBound))
         return sign;
     mpz_class exact[3][3];
     differences(points, a, IntegerScale({&a, &b, &c, &d}), exact);
@@ -127,8 +124,7 @@ int exactLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK
         const double lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
         permanent += lift * permanent3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
     }
-    int sign = 0;
-    if (filterDecides(rows, liftedDet(rows), permanent, liftedFilterBound, sign)) return sign;
+    if (const int sign = filterSign(rows, liftedDet(rows), permanent, liftedFilterBound)) return sign;
     mpz_class exact[4][3];
     differences(points, e, IntegerScale({&a, &b, &c, &d, &e}), exact);
     return sgn(liftedDet(exact));

@@ -255,13 +255,10 @@ private:
         const std::size_t tries = std::min<std::size_t>(vTets.size(), 100);
         for (std::size_t k = 0; k < tries; ++k) {
             const Tet3& t = *vTets[k];
-            double c[3] = {0, 0, 0};
-            for (int i = 0; i < 4; ++i) {
-                c[0] += 0.25 * t.getCorner(i)->x();
-                c[1] += 0.25 * t.getCorner(i)->y();
-                c[2] += 0.25 * t.getCorner(i)->z();
-            }
-            const Point3 probe(c[0], c[1], c[2]);
+            const Point3 &a = *t.getCorner(0), &b = *t.getCorner(1), &c = *t.getCorner(2), &d = *t.getCorner(3);
+            // The centroid, each corner scaled before the sum, which then cannot overflow.
+            const Point3 probe(0.25 * a.x() + 0.25 * b.x() + 0.25 * c.x() + 0.25 * d.x(), 0.25 * a.y() + 0.25 * b.y() + 0.25 * c.y() + 0.25 * d.y(),
+                               0.25 * a.z() + 0.25 * b.z() + 0.25 * c.z() + 0.25 * d.z());
             if (classify(t, probe) != Containment::Inside) continue;
             const Tets vHolders = bruteForceLocate(vTets, probe);
             if (vHolders.size() == 1) return AssertionSuccess();
