@@ -62,15 +62,13 @@ private:
         case 0: return Point3(i, j, k);                                           // {0..3}^3
         case 1: return Point3(i + 4 * (in.byte() % 2), j, k + 4 * (b / 64));      // {0..7}x{0..3}x{0..7}
         case 2: return Point3(offset + i, offset + j, offset + k);                // far from the origin
-        case 3: return Point3(nudge(1 + i, b >> 6), nudge(1 + j, in.byte()), k);  // grid moved by ulps
+        case 3: return Point3(VeskFuzz::nudged(1 + i, (b >> 6) % 3 - 1), VeskFuzz::nudged(1 + j, in.byte() % 3 - 1), k); // grid moved by ulps
         case 4: return sphere[b % sphere.size()];
         case 5: return b & 0x80 ? Point3(i, j, 3 - i - j) : Point3(i, j, k);      // half of them on one plane
         case 6: return Point3(std::ldexp(i, -40), std::ldexp(j, -40), std::ldexp(k, -40));
         default: return VeskFuzz::nearDegeneratePoint(in, vCoordinates);
         }
     }
-
-    static double nudge(double value, uint8_t selector) { return VeskFuzz::nudged(value, selector % 3 - 1); }
 
     const int kind;
     const int scaleExponent;
