@@ -172,6 +172,37 @@ MeshArrays flattened(const BuiltMesh& mesh, const Tets& vTets, const std::vector
     return result;
 }
 
+// The points with f applied to every coordinate.
+Points transformed(Points vPoints, const std::function<double(double)>& f)
+{
+    for (Point3& p : vPoints) {
+        const double x = f(p.x()), y = f(p.y());
+        p.exchange(x, y, f(p.z()));
+    }
+    return vPoints;
+}
+
+Points scaled(const Points& vPoints, int exponent)
+{
+    return transformed(vPoints, [exponent](double v) { return std::ldexp(v, exponent); });
+}
+
+// Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
+Points integerUniform(int n, std::uint64_t seed)
+{
+    return transformed(uniformCube(n, seed, 0.0, 0x1p20), [](double v) { return std::floor(v); });
+}
+
+// Small integer coefficients on a random integer frame, duplicates included.
+Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int range)
+{
+    std::mt19937_64 rng(seed);
+    Frame frame;
+    for (auto& vector : frame)
+        for (int& component : vector) component = std::uniform_int_distribution<int>(-9, 9)(rng);
+    return affineMix(frame, n, rng(), percentOnLine, percentOnPlane, range);
+}
+
 } // namespace
 
 TEST(EngineDriver, EveryFamilyInEveryInsertionMode)
@@ -207,31 +238,6 @@ TEST(EngineDriver, LargeInputs)
                              integerGrid(largeGridSide, 0)};
     for (const Points& vPoints : inputs) EXPECT_TRUE(checkMesh(buildQuietly(vPoints, InsertMode::BatchHandles)));
 }
-
-namespace {
-
-// The points with f applied to every coordinate.
-Points transformed(Points vPoints, const std::function<double(double)>& f)
-{
-    for (Point3& p : vPoints) {
-        const double x = f(p.x()), y = f(p.y());
-        p.exchange(x, y, f(p.z()));
-    }
-    return vPoints;
-}
-
-Points scaled(const Points& vPoints, int exponent)
-{
-    return transformed(vPoints, [exponent](double v) { return std::ldexp(v, exponent); });
-}
-
-// Integer coordinates below 2^20, which a power of two scales exactly from subnormals up to 2^1023.
-Points integerUniform(int n, std::uint64_t seed)
-{
-    return transformed(uniformCube(n, seed, 0.0, 0x1p20), [](double v) { return std::floor(v); });
-}
-
-} // namespace
 
 // A point set scaled by a power of two is the same configuration to exact predicates: at every scale
 // of the double range the engine must build the tetrahedra it builds unscaled, in the same order.
@@ -292,21 +298,6 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
 
 // Start-up: the insertion helpers check after every single insertion on a small registry that the
 // engine's state (no tetrahedron, or its first one) is the plain search's choice.
-
-namespace {
-
-// Small integer coefficients on a random integer frame, duplicates included.
-Points affineFrameMix(std::uint64_t seed, int n, int percentOnLine, int percentOnPlane, int range)
-{
-    std::mt19937_64 rng(seed);
-    Frame frame;
-    for (auto& vector : frame)
-        for (int& component : vector) component = std::uniform_int_distribution<int>(-9, 9)(rng);
-    return affineMix(frame, n, rng(), percentOnLine, percentOnPlane, range);
-}
-
-} // namespace
-
 TEST(EngineStartup, FirstTetrahedronIsThePlainSearchChoice)
 {
     int numEnded = 0;
