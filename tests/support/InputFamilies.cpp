@@ -85,9 +85,12 @@ Points integerGrid(int n, std::uint64_t seed)
 Points pythagoreanSphere(int r, std::uint64_t seed)
 {
     Points points;
-    for (const Point3& p : integerGrid(2 * r + 1, 0)) {
-        const double x = p.x() - r, y = p.y() - r, z = p.z() - r;
-        if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
+    for (int x = -r; x <= r; ++x) {
+        for (int y = -r; y <= r; ++y) {
+            for (int z = -r; z <= r; ++z) {
+                if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
+            }
+        }
     }
     shuffle(points, seed);
     return points;
