@@ -103,9 +103,7 @@ TEST(SimplePool, AutomaticGrowthIsCappedAtOneHundredMillionBytesPerContainer)
         char bytes[60000000]; // a limit of one record is warned about
     };
     SimplePool<Giant> giants;
-    testing::internal::CaptureStdout();
-    giants.init(2, -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GeomPool::init(..), Warning: increaseLimit=1\n");
+    EXPECT_EQ(VeskTest::stdoutOf([&] { giants.init(2, -1); }), "GeomPool::init(..), Warning: increaseLimit=1\n");
 }
 
 TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
@@ -128,16 +126,13 @@ TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
 TEST(SimplePool, DestructionReportsOnlyMoreThanFiftyContainers)
 {
     for (int numContainers : {50, 51}) {
-        testing::internal::CaptureStdout();
-        {
+        const std::string printed = VeskTest::stdoutOf([&] {
             SimplePool<Counted> pool;
             pool.init(1, 1);
             requestRecords(pool, numContainers);
             ASSERT_EQ(pool.getNumContainers(), static_cast<size_t>(numContainers));
-        }
-        const std::string expected =
-            numContainers > 50 ? "SimplePool::~SimplePool: Number of containers to release: 51\n" : "";
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+        });
+        EXPECT_EQ(printed, numContainers > 50 ? "SimplePool::~SimplePool: Number of containers to release: 51\n" : "");
     }
 }
 
