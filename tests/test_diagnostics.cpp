@@ -55,15 +55,6 @@ std::string closingLine(const std::string& label)
     return "** CheckValidity at (" + label + ") has been finished, seems OK\n\n";
 }
 
-// Where the process-wide colour cursor stands.
-int rotationCursor()
-{
-    const std::string current = Visualizer3::getColor();
-    for (int i = 0; i < Visualizer3::NUM_ROTATION_COLORS; ++i)
-        if (current == Visualizer3::colorArray[i]) return i;
-    return -1;
-}
-
 std::string banner(const std::string& message)
 {
     const std::string rule(message.size() + 36, '*');
@@ -287,21 +278,16 @@ TEST(CheckValidity, EveryFamilyPassesWithAndWithoutTheSphereTest)
     EXPECT_TRUE(dir.fileNames().empty());
 }
 
-TEST(Print, DumpsEveryTetrahedronInQueryOrder)
-{
-    auto dt = buildQuietly(uniformCube(40, 31)).dt;
-    const Tets vTets = allTetrahedra(*dt);
-    std::string expected = "\n\n**** Dt3::print(forty), numTets=" + std::to_string(vTets.size()) + "\n";
-    for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
-    EXPECT_EQ(stdoutOf([&] { dt->print("forty"); }), expected);
-}
-
-// Scenes with a marked vertex come with the defect reports above.
-TEST(Show, ScenesListEveryTetrahedronAndContinueTheColourRotation)
+// The text dump in query order, and the scene; scenes with a marked vertex come with the defect
+// reports above.
+TEST(PrintAndShow, ListEveryTetrahedronAndContinueTheColourRotation)
 {
     TempWorkDir dir;
     auto dt = buildQuietly(uniformCube(30, 41)).dt;
     const Tets vTets = allTetrahedra(*dt);
+    std::string expected = "\n\n**** Dt3::print(thirty), numTets=" + std::to_string(vTets.size()) + "\n";
+    for (const Tet3* pTet : vTets) expected += streamed(*pTet) + "\n\n";
+    EXPECT_EQ(stdoutOf([&] { dt->print("thirty"); }), expected);
     const int start = rotationCursor();
     EXPECT_EQ(stdoutOf([&] { dt->show("plain.list", nullptr); }), showLines(vTets.size(), "plain.list"));
     expectShowScene(readFile("plain.list"), vTets, nullptr);

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "WorkDir.h"
+
 #if defined(__SANITIZE_ADDRESS__)
 // Lets an impossible allocation come back as null, as it does without the sanitizer, so that
 // the pool's own out-of-memory path is what gets tested.
@@ -101,9 +103,7 @@ TEST(SimplePool, AutomaticGrowthIsCappedAtOneHundredMillionBytesPerContainer)
         char bytes[60000000]; // a limit of one record is warned about
     };
     SimplePool<Giant> giants;
-    testing::internal::CaptureStdout();
-    giants.init(2, -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GeomPool::init(..), Warning: increaseLimit=1\n");
+    EXPECT_EQ(VeskTest::stdoutOf([&] { giants.init(2, -1); }), "GeomPool::init(..), Warning: increaseLimit=1\n");
 }
 
 TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
@@ -115,11 +115,9 @@ TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
         ASSERT_EQ(pool.getNumRecords(), vRecords.size());
         for (size_t i = 0; i < vRecords.size(); ++i) ASSERT_EQ(pool.getPosition(vRecords[i]), i);
         // A record not handed out yet, and one from elsewhere, have no position.
-        testing::internal::CaptureStdout();
-        EXPECT_THROW(pool.getPosition(vRecords.back() + 1), VeskException);
+        VeskTest::expectFailedAssertion([&] { pool.getPosition(vRecords.back() + 1); }, "bHandedOut");
         const Counted stranger;
-        EXPECT_THROW(pool.getPosition(&stranger), VeskException);
-        testing::internal::GetCapturedStdout();
+        VeskTest::expectFailedAssertion([&] { pool.getPosition(&stranger); }, "bHandedOut");
         pool.reset();
         EXPECT_EQ(pool.getNumRecords(), 0u);
     }
@@ -128,16 +126,13 @@ TEST(SimplePool, PositionsFollowTheRequestOrderAcrossContainersAndResets)
 TEST(SimplePool, DestructionReportsOnlyMoreThanFiftyContainers)
 {
     for (int numContainers : {50, 51}) {
-        testing::internal::CaptureStdout();
-        {
+        const std::string printed = VeskTest::stdoutOf([&] {
             SimplePool<Counted> pool;
             pool.init(1, 1);
             requestRecords(pool, numContainers);
             ASSERT_EQ(pool.getNumContainers(), static_cast<size_t>(numContainers));
-        }
-        const std::string expected =
-            numContainers > 50 ? "SimplePool::~SimplePool: Number of containers to release: 51\n" : "";
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+        });
+        EXPECT_EQ(printed, numContainers > 50 ? "SimplePool::~SimplePool: Number of containers to release: 51\n" : "");
     }
 }
 
@@ -147,12 +142,8 @@ TEST(SimplePool, RequestBeforeInitAndAnEmptyContainerFailTheAssertion)
     // Automatic growth from a single record would halve to an empty second container.
     single.init(1, -1);
     single.getNewRecord();
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(uninitialised.getNewRecord(), VeskException);
-    EXPECT_THROW(single.getNewRecord(), VeskException);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("Condition [ initialized failed ]"), std::string::npos);
-    EXPECT_NE(out.find("Condition [ n>0 failed ]"), std::string::npos);
+    VeskTest::expectFailedAssertion([&] { uninitialised.getNewRecord(); }, "initialized");
+    VeskTest::expectFailedAssertion([&] { single.getNewRecord(); }, "n>0");
 }
 
 TEST(SimplePoolDeathTest, FatalStatesPrintAndExitWithCodeOne)

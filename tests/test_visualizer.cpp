@@ -18,12 +18,10 @@ namespace {
 // Writes "scene.list" through `body` and returns the file's text and the console's.
 std::pair<std::string, std::string> writeScene(const std::function<void(Visualizer3&)>& body)
 {
-    testing::internal::CaptureStdout();
-    {
+    const std::string console = stdoutOf([&] {
         Visualizer3 vis("scene.list");
         body(vis);
-    }
-    const std::string console = testing::internal::GetCapturedStdout();
+    });
     return {readFile("scene.list"), console};
 }
 
@@ -97,10 +95,7 @@ TEST(SceneColors, TableAndRotationThroughTheFirstFourteenEntries)
     EXPECT_STREQ(Visualizer3::WHITE, "1 1 1 0.5");
     EXPECT_STREQ(Visualizer3::colorArray[18], "0.49\t0.99 0.00 0.5");
     // The cursor is process-wide, so the rotation is checked relative to wherever it stands now.
-    const std::string first = Visualizer3::getColor();
-    int start = -1;
-    for (int i = 0; i < Visualizer3::NUM_ROTATION_COLORS; ++i)
-        if (first == Visualizer3::colorArray[i]) start = i;
+    const int start = rotationCursor();
     ASSERT_NE(start, -1);
     for (int call = 0; call < 2 * Visualizer3::NUM_ROTATION_COLORS + 1; ++call)
         EXPECT_EQ(Visualizer3::getNextColor(), Visualizer3::colorArray[(start + call) % 14]) << "call " << call;

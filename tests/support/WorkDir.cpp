@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <Visualizer3.h>
+#include <VeskException.h>
+
 namespace VeskTest {
 
 std::string readFile(const std::string& name)
@@ -24,6 +27,25 @@ std::string stdoutOf(const std::function<void()>& action)
     testing::internal::CaptureStdout();
     action();
     return testing::internal::GetCapturedStdout();
+}
+
+std::string assertionLine(const std::string& condition)
+{
+    return "\n      Vesk, , ERROR: Condition [ " + condition + " failed ]\n";
+}
+
+void expectFailedAssertion(const std::function<void()>& call, const std::string& condition)
+{
+    const std::string output = stdoutOf([&] { EXPECT_THROW(call(), VESK3D::VeskException); });
+    EXPECT_NE(output.find(assertionLine(condition)), std::string::npos) << output;
+}
+
+int rotationCursor()
+{
+    const std::string current = VESK3D::Visualizer3::getColor();
+    for (int i = 0; i < VESK3D::Visualizer3::NUM_ROTATION_COLORS; ++i)
+        if (current == VESK3D::Visualizer3::colorArray[i]) return i;
+    return -1;
 }
 
 TempWorkDir::TempWorkDir() : previousDir(std::filesystem::current_path())

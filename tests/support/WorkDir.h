@@ -13,6 +13,15 @@ std::string readFile(const std::string& name);
 // What the action prints on standard output, kept off the console.
 std::string stdoutOf(const std::function<void()>& action);
 
+// The line a failed library assertion prints for its condition.
+std::string assertionLine(const std::string& condition);
+
+// Expects the call to fail the library assertion on the condition.
+void expectFailedAssertion(const std::function<void()>& call, const std::string& condition);
+
+// Where the process-wide colour rotation of the scene writer stands.
+int rotationCursor();
+
 // What the value prints to a stream (for a pointer: its address).
 template <class T>
 std::string streamed(const T& value)
