@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test in both configurations: "DEBUG" (standard assertions active,
 # AddressSanitizer and UndefinedBehaviorSanitizer) and the optimised NDEBUG one (where valgrind's
-# memcheck also watches one program); then builds, installs and tests the Python package; then
+# memcheck also watches three test programs); then builds, installs and tests the Python package; then
 # runs each fuzz target for a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."

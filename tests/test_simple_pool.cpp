@@ -31,8 +31,7 @@ template <class T>
 std::vector<T*> requestRecords(SimplePool<T>& pool, int n)
 {
     std::vector<T*> vRecords;
-    for (int i = 0; i < n; ++i)
-        vRecords.push_back(pool.getNewRecord());
+    for (int i = 0; i < n; ++i) vRecords.push_back(pool.getNewRecord());
     return vRecords;
 }
 
@@ -41,14 +40,11 @@ std::vector<T*> requestRecords(SimplePool<T>& pool, int n)
 void expectContiguousDisjointRecords(const std::vector<Counted*>& vRecords, size_t numContainers)
 {
     size_t numJumps = 0;
-    for (size_t i = 1; i < vRecords.size(); ++i)
-        if (vRecords[i] != vRecords[i - 1] + 1)
-            ++numJumps;
+    for (size_t i = 1; i < vRecords.size(); ++i) numJumps += vRecords[i] != vRecords[i - 1] + 1;
     EXPECT_EQ(numJumps + 1, numContainers);
 
     std::vector<std::uintptr_t> vAddresses;
-    for (Counted* p : vRecords)
-        vAddresses.push_back(reinterpret_cast<std::uintptr_t>(p));
+    for (Counted* p : vRecords) vAddresses.push_back(reinterpret_cast<std::uintptr_t>(p));
     std::sort(vAddresses.begin(), vAddresses.end());
     for (size_t i = 1; i < vAddresses.size(); ++i)
         ASSERT_GE(vAddresses[i] - vAddresses[i - 1], sizeof(Counted)) << "records overlap";

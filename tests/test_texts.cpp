@@ -78,11 +78,6 @@ std::vector<Line> printedBy(const std::function<void()>& action)
     return sink.vLines;
 }
 
-void insertAll(Vesk_3D& dt, std::vector<Point3> vPoints)
-{
-    dt.insert(vPoints);
-}
-
 const std::string rule46(46, '*');
 
 struct TextCase {
@@ -105,8 +100,8 @@ const std::vector<TextCase>& textCases()
         {"timer start", [] { timer("phase one"); }, MESSAGE_INFO, "\n*** Timer [phase one] start\n", false},
         {"counters", [] { std::string a = "insert", list = "GETCOUNTERS"; benchCounter(a); benchCounter(a); benchCounter(list); },
          MESSAGE_INFO, "\nCounters: \ninsert\t2\n", false},
-        {"empty batch", [] { Vesk_3D dt; insertAll(dt, {}); }, MESSAGE_INFO, "numPoints=0\n", false},
-        {"verbose batch", [] { Vesk_3D dt; dt.setVerbosity(true); insertAll(dt, {Point3(0, 0, 0)}); }, MESSAGE_INFO,
+        {"empty batch", [] { std::vector<Point3> v; Vesk_3D().insert(v); }, MESSAGE_INFO, "numPoints=0\n", false},
+        {"verbose batch", [] { Vesk_3D dt; dt.setVerbosity(true); std::vector<Point3> v(1, Point3(0, 0, 0)); dt.insert(v); }, MESSAGE_INFO,
          "\nDt3::insert(vector,vector) has been called\nnumPoints=1\n", false},
         {"fifth point ends the start-up",
          [] {
@@ -134,9 +129,6 @@ const std::vector<TextCase>& textCases()
          MESSAGE_WARNING, "\n      Dt3::insert(), WARNING: vUserHandles is not empty as it should be\nnumPoints=1\n", false},
         {"non-finite point", [] { Vesk_3D dt; Point3 p(0, HUGE_VAL, 0); dt.insert(p); }, MESSAGE_ERROR,
          "\n      Vesk, , ERROR: Condition [ hasFiniteCoordinates(p) failed ]\n", true},
-        {"validity check before the first tetrahedron", [] { Vesk_3D().checkValidity("flat", false); }, MESSAGE_INFO,
-         "\n\n** CheckValidity at [ flat]: Number of tetrahedra: 0\n   with --checkvisited\n   without --checkSphereInc\n"
-         "   vTets.size()=0\n** CheckValidity at (flat) has been finished, seems OK\n\n", false},
         {"print of an empty engine", [] { Vesk_3D().print("empty"); }, MESSAGE_DUMP, "\n\n**** Dt3::print(empty), numTets=0\n", false},
         {"zero vector normalized", [] { Vector3(0, 0, 0).normalize(); }, MESSAGE_WARNING,
          "warning: normalize(const Vector3& other), Null length vector!\n", false},

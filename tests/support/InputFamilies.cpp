@@ -73,11 +73,9 @@ Points nearSphere(int n, std::uint64_t seed)
 Points integerGrid(int n, std::uint64_t seed)
 {
     Points points;
-    for (int x = 0; x < n; ++x) {
-        for (int y = 0; y < n; ++y) {
+    for (int x = 0; x < n; ++x)
+        for (int y = 0; y < n; ++y)
             for (int z = 0; z < n; ++z) points.emplace_back(x, y, z);
-        }
-    }
     if (seed != 0) shuffle(points, seed);
     return points;
 }
@@ -85,13 +83,10 @@ Points integerGrid(int n, std::uint64_t seed)
 Points pythagoreanSphere(int r, std::uint64_t seed)
 {
     Points points;
-    for (int x = -r; x <= r; ++x) {
-        for (int y = -r; y <= r; ++y) {
-            for (int z = -r; z <= r; ++z) {
+    for (int x = -r; x <= r; ++x)
+        for (int y = -r; y <= r; ++y)
+            for (int z = -r; z <= r; ++z)
                 if (x * x + y * y + z * z == r * r) points.emplace_back(x, y, z);
-            }
-        }
-    }
     shuffle(points, seed);
     return points;
 }

@@ -72,12 +72,10 @@ public:
         if (vNow.size() <= maxSearchedRegistry && built != plainFirstQuadruple(vNow))
             return ::testing::AssertionFailure() << "the start-up state after " << vNow.size() << " points is not the plain search's choice";
         std::unordered_set<const Point3*> corners;
-        for (const Tet3* t : vTets) {
+        for (const Tet3* t : vTets)
             for (int i = 0; i < 4; ++i) corners.insert(t->getCorner(i));
-        }
-        for (const Point3* p : vNow) {
+        for (const Point3* p : vNow)
             if (!vTets.empty() && !corners.count(p)) mesh.vMayBeHeld.push_back(*p);
-        }
         return ::testing::AssertionSuccess();
     }
 
@@ -114,9 +112,8 @@ private:
     mesh.vLastBatch = vChunk;
     watch.afterBatch(mesh, vChunk.size());
     if (!withHandles) return ::testing::AssertionSuccess();
-    if (vHandles.size() != vChunk.size()) {
+    if (vHandles.size() != vChunk.size())
         return ::testing::AssertionFailure() << vHandles.size() << " handles for " << vChunk.size() << " points";
-    }
     for (std::size_t i = 0; i < vChunk.size(); ++i) {
         ::testing::AssertionResult result = checkHandle(mesh, vChunk[i], vHandles[i]);
         if (!result) return result << " (handle " << i << ")";

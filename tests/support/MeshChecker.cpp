@@ -107,11 +107,9 @@ private:
         // Before the first tetrahedron all registered points must be coplanar.
         for (std::size_t k = 2; k < vVertices.size(); ++k) {
             if (collinear(*vVertices[0], *vVertices[1], *vVertices[k])) continue;
-            for (const Point3* d : vVertices) {
-                if (exactOrientSign(*vVertices[0], *vVertices[1], *vVertices[k], *d) != 0) {
+            for (const Point3* d : vVertices)
+                if (exactOrientSign(*vVertices[0], *vVertices[1], *vVertices[k], *d) != 0)
                     return AssertionFailure() << "is3D() is false although " << describe(*d) << " lies off the plane of the others";
-                }
-            }
             break;
         }
         return AssertionSuccess();
@@ -126,9 +124,8 @@ private:
             for (int i = 0; i < 4; ++i) {
                 const Point3* p = t->getCorner(i);
                 if (!p || !vertexSet.count(p)) return AssertionFailure() << describe(*t) << ": corner " << i << " is no registered vertex";
-                for (int j = 0; j < i; ++j) {
+                for (int j = 0; j < i; ++j)
                     if (t->getCorner(j) == p) return AssertionFailure() << describe(*t) << ": corners " << j << " and " << i << " coincide";
-                }
             }
             const int o = exactOrientSign(*t->getCorner(0), *t->getCorner(1), *t->getCorner(2), *t->getCorner(3));
             if (o <= 0) return AssertionFailure() << describe(*t) << " is " << (o ? "negatively oriented" : "flat");
@@ -146,16 +143,14 @@ private:
         };
         std::vector<FacetUse> vUses;
         vUses.reserve(4 * vTets.size());
-        for (const Tet3* t : vTets) {
+        for (const Tet3* t : vTets)
             for (int i = 0; i < 4; ++i) {
                 FacetUse use{{}, {t, i}};
-                for (int k = 0, m = 0; k < 4; ++k) {
+                for (int k = 0, m = 0; k < 4; ++k)
                     if (k != i) use.corners[m++] = t->getCorner(k);
-                }
                 std::sort(use.corners.begin(), use.corners.end());
                 vUses.push_back(use);
             }
-        }
         std::sort(vUses.begin(), vUses.end(), [](const FacetUse& a, const FacetUse& b) { return a.corners < b.corners; });
         for (std::size_t first = 0; first < vUses.size();) {
             std::size_t last = first + 1;
@@ -200,9 +195,8 @@ private:
 
     AssertionResult checkVertexIncidence()
     {
-        for (const Tet3* t : vTets) {
+        for (const Tet3* t : vTets)
             for (int i = 0; i < 4; ++i) meshVertices.insert(t->getCorner(i));
-        }
         for (const Point3* p : vVertices) {
             const Tet3* oneTet = p->getOneTet();
             if (meshVertices.count(p)) {
@@ -224,25 +218,22 @@ private:
         std::map<std::pair<const Point3*, const Point3*>, std::vector<std::pair<std::size_t, const Point3*>>> edgeUses;
         for (std::size_t h = 0; h < vHull.size(); ++h) {
             const Tet3* t = vHull[h].tet;
-            for (int a = 0; a < 4; ++a) {
+            for (int a = 0; a < 4; ++a)
                 for (int b = a + 1; b < 4; ++b) {
                     if (a == vHull[h].index || b == vHull[h].index) continue;
                     const int third = 6 - a - b - vHull[h].index;
                     edgeUses[std::minmax(t->getCorner(a), t->getCorner(b))].push_back({h, t->getCorner(third)});
                 }
-            }
         }
         for (const auto& edge : edgeUses) {
             const auto& uses = edge.second;
-            if (uses.size() != 2) {
+            if (uses.size() != 2)
                 return AssertionFailure() << "the hull edge " << describe(*edge.first.first) << "-" << describe(*edge.first.second) << " lies in "
                                           << uses.size() << " hull facets";
-            }
             for (int s = 0; s < 2; ++s) {
                 const HullFacet& f = vHull[uses[s].first];
-                if (sideOfFacet(*f.tet, f.index, *uses[1 - s].second) < 0) {
+                if (sideOfFacet(*f.tet, f.index, *uses[1 - s].second) < 0)
                     return AssertionFailure() << "the hull is not convex at hull facet " << f.index << " of " << describe(*f.tet);
-                }
             }
         }
         return AssertionSuccess();
@@ -306,9 +297,8 @@ Containment classify(const Tet3& tet, const Point3& q)
 bool onHullFacetOf(const Tet3& tet, const Point3& q)
 {
     if (classify(tet, q) == Containment::Outside) return false;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 4; ++i)
         if (!tet.getOppTet(i) && sideOfFacet(tet, i, q) == 0) return true;
-    }
     return false;
 }
 
