@@ -110,7 +110,8 @@ def tracked_files():
 
 
 def sync_scratch():
-    """Copies the worktree into the scratch tree; unchanged files keep their time stamps."""
+    """Copies the worktree into the scratch tree. Unchanged files keep their time stamps; a changed
+    one gets a new stamp, so that it is rebuilt even when a killed run left newer objects of a fault."""
     wanted = set(tracked_files())
     for path in wanted:
         source, target = os.path.join(REPO, path), os.path.join(SCRATCH, path)
@@ -119,7 +120,7 @@ def sync_scratch():
                 if a.read() == b.read():
                     continue
         os.makedirs(os.path.dirname(target), exist_ok=True)
-        shutil.copy2(source, target)
+        shutil.copy(source, target)
     for root, _, names in os.walk(SCRATCH):
         for name in names:
             path = os.path.relpath(os.path.join(root, name), SCRATCH)
