@@ -22,6 +22,7 @@
 #include "InputFamilies.h"
 #include "MeshBuilder.h"
 #include "MeshChecker.h"
+#include "WorkDir.h"
 
 using namespace VeskTest;
 using VESK3D::MeshArrays;
@@ -288,10 +289,10 @@ TEST(EngineInput, NonFinitePointsAreRefusedBeforeAnythingChanges)
     Points vBatch = integerUniform(20, 9);
     vBatch[10] = Point3(0.5, HUGE_VAL, 0.5);
     Point3 notANumber(std::nan(""), 1.0, 1.0);
-    ::testing::internal::CaptureStdout();
-    EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
-    EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
-    ::testing::internal::GetCapturedStdout();
+    stdoutOf([&] {
+        EXPECT_THROW(mesh.dt->insert(notANumber), VESK3D::VeskException);
+        EXPECT_THROW(mesh.dt->insert(vBatch), VESK3D::VeskException);
+    });
     EXPECT_EQ(allVertices(*mesh.dt).size(), 27u);
     EXPECT_EQ(listing(*mesh.dt), vBefore);
 }

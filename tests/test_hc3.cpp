@@ -13,6 +13,8 @@
 #include <random>
 #include <tuple>
 
+#include "WorkDir.h"
+
 using namespace VESK3D;
 
 // Expected keys are written in octal, one digit per level, read off the curve tables by hand. With
@@ -194,8 +196,6 @@ TEST_F(HC3AgainstModel, MixedInsertionsWithGrowingBoxAndManyDuplicates)
     ASSERT_NO_FATAL_FAILURE(checkOrder());
     // A handle list must come in empty.
     std::vector<Point3*> vStale(1, nullptr), vNew;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vStale, vNew), VeskException);
-    testing::internal::GetCapturedStdout();
+    VeskTest::stdoutOf([&] { EXPECT_THROW(reg.insert({Point3(1, 1, 1)}, vStale, vNew), VeskException); });
     EXPECT_TRUE(vNew.empty());
 }

@@ -18,6 +18,7 @@
 #include "ExactOracle.h"
 #include "InputFamilies.h"
 #include "PredicateAgreement.h"
+#include "WorkDir.h"
 
 using namespace VESK3D;
 using namespace VeskTest;
@@ -248,9 +249,8 @@ TEST(NormalVector, UnitNormalAtEveryScaleAndZeroForDegenerateTriangles)
                  {Point3(2, 3, 4), Point3(2, 3, 4), Point3(2, 3, 4), 0.0, 3},
                  {Point3(0, 0, 0), Point3(1, 1, 1), Point3(2, 2, 2), 0.0, 1}};
     for (const auto& c : cases) {
-        testing::internal::CaptureStdout();
-        const Vector3 n = getNormalVector(c.a, c.b, c.c);
-        const std::string console = testing::internal::GetCapturedStdout();
+        Vector3 n;
+        const std::string console = stdoutOf([&] { n = getNormalVector(c.a, c.b, c.c); });
         EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), c.numWarnings) << c.b.x();
         EXPECT_EQ(std::make_tuple(n.x, n.y, n.z), std::make_tuple(0.0, 0.0, c.z)) << c.b.x();
     }

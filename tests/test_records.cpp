@@ -162,10 +162,10 @@ TEST(Tet3Records, FailureReports)
         expectFailedAssertion([&] { degenerate->getIntraTetIndexInOppTetForReg(u.tet.get(), ith); }, aConditions[ith]);
     }
     u.tet->setOppTet(0, u.tet.get() + 1);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(u.tet->debug_getOppTetIndex(0), 0);
-    { const Tet3 unexpected; }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(VeskTest::stdoutOf([&] {
+                  EXPECT_EQ(u.tet->debug_getOppTetIndex(0), 0);
+                  const Tet3 unexpected;
+              }),
               "Tet3::debug_getTetIndex(): Not implemented yet\nTet default constructor (is actually not called)\n");
 }
 

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "InputFamilies.h"
+#include "WorkDir.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // Let the access fault of goToHell kill the process as it does without the sanitizer.
@@ -220,11 +221,12 @@ TEST(Texts, TimerStopLineAndItsLastingNumberFormat)
 {
     const std::ios_base::fmtflags savedFlags = std::cout.flags();
     const std::streamsize savedPrecision = std::cout.precision();
-    testing::internal::CaptureStdout();
-    timer("format");
-    const double elapsed = timer("format");
-    std::cout << 0.5;
-    const std::string out = testing::internal::GetCapturedStdout();
+    double elapsed = 0;
+    const std::string out = VeskTest::stdoutOf([&] {
+        timer("format");
+        elapsed = timer("format");
+        std::cout << 0.5;
+    });
     std::cout.flags(savedFlags);
     std::cout.precision(savedPrecision);
     char seconds[64];
@@ -234,9 +236,8 @@ TEST(Texts, TimerStopLineAndItsLastingNumberFormat)
 
 TEST_F(MessageSinkTest, HostSinkGetsExactlyTheDefaultOutputAndTheConsoleNothing)
 {
-    testing::internal::CaptureStdout();
-    const std::optional<VeskException> onConsole = warnDumpAndFail();
-    const std::string console = testing::internal::GetCapturedStdout();
+    std::optional<VeskException> onConsole;
+    const std::string console = VeskTest::stdoutOf([&] { onConsole = warnDumpAndFail(); });
 
     std::optional<VeskException> inSink;
     const std::vector<Line> vLines = printedBy([&] { inSink = warnDumpAndFail(); });

@@ -57,6 +57,12 @@ T det3(const T* p, const T* q, const T* r)
     return p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) + p[2] * (q[0] * r[1] - q[1] * r[0]);
 }
 
+template <class T>
+T squaredLength(const T* row)
+{
+    return row[0] * row[0] + row[1] * row[1] + row[2] * row[2];
+}
+
 // The determinant with rows (p - e, |p - e|^2), expanded along the lift column. The minors' rows in
 // cyclic order are an even permutation of their order in the matrix, so only the cofactor sign of
 // row i remains.
@@ -66,7 +72,7 @@ T liftedDet(const T (&rows)[4][3])
     T det = 0;
     for (int i = 0; i < 4; ++i) {
         const T minor = det3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
-        const T lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+        const T lift = squaredLength(rows[i]);
         if (i % 2 == 0) det -= lift * minor;
         else det += lift * minor;
     }
@@ -120,10 +126,7 @@ int exactLiftedSign(const VESK3D::Point3& a, const VESK3D::Point3& b, const VESK
     const VESK3D::Point3* const points[4] = {&a, &b, &c, &d};
     double rows[4][3], permanent = 0;
     differences(points, e, asDouble, rows);
-    for (int i = 0; i < 4; ++i) {
-        const double lift = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
-        permanent += lift * permanent3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
-    }
+    for (int i = 0; i < 4; ++i) permanent += squaredLength(rows[i]) * permanent3(rows[(i + 1) % 4], rows[(i + 2) % 4], rows[(i + 3) % 4]);
     if (const int sign = filterSign(rows, liftedDet(rows), permanent, liftedFilterBound)) return sign;
     mpz_class exact[4][3];
     differences(points, e, IntegerScale({&a, &b, &c, &d, &e}), exact);

@@ -9,6 +9,7 @@
 #include <gmpxx.h>
 
 #include "ExactOracle.h"
+#include "WorkDir.h"
 
 using VESK3D::Point3;
 using VESK3D::Tet3;
@@ -351,9 +352,7 @@ AssertionResult starAgrees(VESK3D::Vesk_3D& dt, const Tets& vTets, Point3* pVtx)
 {
     const Tets vExpected = bruteForceEdgeRing(vTets, pVtx, pVtx);
     Tets vStar;
-    ::testing::internal::CaptureStdout();
-    dt.getTetsAroundVertex(pVtx, vStar);
-    ::testing::internal::GetCapturedStdout();
+    stdoutOf([&] { dt.getTetsAroundVertex(pVtx, vStar); });
     const std::unordered_set<const Tet3*> star(vStar.begin(), vStar.end());
     if (star.size() == vStar.size() && star == std::unordered_set<const Tet3*>(vExpected.begin(), vExpected.end()) &&
         (vStar.empty() || vStar.front() == pVtx->getOneTet()))
