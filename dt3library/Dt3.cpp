@@ -1,19 +1,16 @@
 #include "Dt3.h"
 
 #include <algorithm>
-#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <exception>
 #include <memory>
 #include <iomanip>
 #include <sstream>
-#include <system_error>
-#include <thread>
 #include <utility>
 
+#include "TaskRunner.h"
 #include "Visualizer3.h"
 #include "tools.h"
 
@@ -188,7 +185,7 @@ void Dt3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     // Reserved whole: a growing list would leave its outgrown buffers as holes in the heap.
     std::vector<Point3*> vNewVertices;
     vNewVertices.reserve(vPoints.size());
-    registry.insert(vPoints, vUserHandles, vNewVertices);
+    registry.insert(vPoints, vUserHandles, vNewVertices, numThreads);
     if (bFullDimensional) {
         const Point3& first = vNewVertices.empty() ? vPoints.front() : *vNewVertices.front();
         triangulate(vNewVertices, liveStartTet(first, nullptr));
@@ -326,41 +323,6 @@ struct Dt3::Part {
     std::pair<Tet3*, int> unusedRun;
 };
 
-namespace {
-
-// Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads of their own, which
-// claim tasks in order from a counter; the caller waits. After every thread is joined, the
-// exception of the lowest failing task is rethrown here; a failure stops the claiming of tasks.
-template <class Work>
-void runTasks(int numWorkers, size_t numTasks, Work& work)
-{
-    std::atomic<size_t> nextTask{0};
-    std::atomic<bool> bFailed{false};
-    std::vector<std::exception_ptr> vErrors(numTasks);
-    auto serve = [&](int worker) {
-        for (size_t task; !bFailed.load() && (task = nextTask.fetch_add(1)) < numTasks;) {
-            try {
-                work(worker, task);
-            } catch (...) {
-                vErrors[task] = std::current_exception();
-                bFailed = true;
-            }
-        }
-    };
-    std::vector<std::thread> vThreads;
-    try {
-        for (int worker = 0; worker < numWorkers; ++worker) vThreads.emplace_back(serve, worker);
-    } catch (const std::system_error&) {
-        // Fewer threads than asked for: the ones running do all the tasks, or the caller alone.
-        if (vThreads.empty()) serve(0);
-    }
-    for (std::thread& thread : vThreads) thread.join();
-    for (const std::exception_ptr& error : vErrors)
-        if (error) std::rethrow_exception(error);
-}
-
-} // namespace
-
 // Rounds over the level on moving grids while enough points wait; then the rest in the last
 // round's curve order on the sequential path.
 Tet3* Dt3::insertLevelInParallel(const std::vector<Point3*>& vLevel, const std::vector<std::vector<Point3*>>& vInMesh, Tet3* pLastTet)
@@ -371,7 +333,7 @@ Tet3* Dt3::insertLevelInParallel(const std::vector<Point3*>& vLevel, const std::
         const size_t numBefore = vPending.size();
         for (const std::vector<Point3*>& vVertices : vInMesh) keyOnGrid(gridMoves[round], vVertices);
         keyOnGrid(gridMoves[round], vLevel);
-        HC3::sortByCurveKey(vPending);
+        HC3::sortByCurveKey(vPending, numThreads);
         if (!insertRoundInParallel(vPending)) break;
         if (bVerbose)
             messageStream(MESSAGE_INFO) << "parallel round " << round << ": " << numBefore << " points, "

@@ -1,7 +1,6 @@
 #include "HC3.h"
 
 #include <algorithm>
-#include <array>
 #include <cassert>
 #include <climits>
 #include <cmath>
@@ -9,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "TaskRunner.h"
 #include "tools.h"
 
 namespace VESK3D {
@@ -27,6 +27,9 @@ constexpr uint32_t NEXT[8][12] = {
     {3, 0, 10, 6, 0, 8, 5, 6, 1, 8, 11, 2},  {2, 7, 9, 11, 7, 8, 3, 10, 1, 8, 2, 6},
     {4, 8, 1, 9, 5, 0, 1, 9, 10, 2, 7, 10},  {5, 8, 1, 0, 9, 6, 1, 4, 3, 7, 5, 3},
     {3, 0, 11, 9, 0, 10, 11, 9, 5, 2, 8, 4}, {5, 7, 11, 8, 7, 6, 11, 10, 9, 3, 5, 4}};
+
+// How many candidates ahead the batch merge asks for the memory it will read.
+constexpr size_t prefetchDistance = 16;
 
 // Blocks are refilled to this size on every rebuild and split when a single insertion doubles one.
 constexpr size_t blockFill = 512;
@@ -69,25 +72,38 @@ private:
 };
 
 struct Candidate {
+    // Left unset: a batch's list is written by the threads that key it, which also take its page
+    // faults, instead of being cleared by one thread first.
+    Candidate() {}
+    Candidate(uint32_t key_, size_t index_) : key(key_), index(index_) {}
     uint32_t key;
     size_t index;
 };
 
-// Set order with ties broken by input index: repeated coordinates form runs led by their first input.
-std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Point3>& vPoints)
+// Set order with ties broken by input index: repeated coordinates form runs led by their first
+// input. The keys and their sort run on numThreads threads; runs of equal keys, in input order
+// after the stable sort, are then put in set order.
+std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Point3>& vPoints, int numThreads)
 {
+    constexpr size_t pointsPerTask = 65536;
     std::vector<Candidate> vCandidates(vPoints.size());
-    for (size_t i = 0; i < vPoints.size(); ++i)
-        vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i};
-    std::sort(vCandidates.begin(), vCandidates.end(), [&vPoints](const Candidate& a, const Candidate& b) {
-        if (a.key != b.key)
-            return a.key < b.key;
+    auto keyChunk = [&](int /*worker*/, size_t task) {
+        const size_t end = std::min(vPoints.size(), (task + 1) * pointsPerTask);
+        for (size_t i = task * pointsPerTask; i < end; ++i) vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i};
+    };
+    runTasks(numThreads, (vPoints.size() + pointsPerTask - 1) / pointsPerTask, keyChunk);
+    radixSortOnThreads(vCandidates, [](const Candidate& c) { return c.key; }, HC3::numBits, numThreads);
+    const auto inSetOrder = [&vPoints](const Candidate& a, const Candidate& b) {
         const Point3& pa = vPoints[a.index];
         const Point3& pb = vPoints[b.index];
         if (!equivalent(pa, pb))
             return pa < pb;
         return a.index < b.index;
-    });
+    };
+    for (auto first = vCandidates.begin(), last = first; first != vCandidates.end(); first = last) {
+        last = std::find_if(first + 1, vCandidates.end(), [first](const Candidate& c) { return c.key != first->key; });
+        if (last - first > 1) std::sort(first, last, inSetOrder);
+    }
     return vCandidates;
 }
 
@@ -207,14 +223,14 @@ std::pair<Point3*, Tet3*> HC3::insert(const Point3& p)
 }
 
 void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles,
-                 std::vector<Point3*>& vNewVertices)
+                 std::vector<Point3*>& vNewVertices, int numThreads)
 {
     VESK_ASSERT(vUserHandles.empty());
     if (growsBox(vPoints.data(), vPoints.size()))
         growBoxAndRekey();
     vUserHandles.resize(vPoints.size());
 
-    const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints);
+    const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints, numThreads);
     // The set and the sorted candidates are walked together, as in a merge: old entries move into
     // fresh blocks, and each new vertex is created and placed among them in set order, so that
     // curve neighbours end up next to each other in memory and no list of new entries is needed.
@@ -223,6 +239,12 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
     // The new vertices of one key: the set orders them by coordinates, vNewVertices by input order.
     std::vector<std::pair<size_t, Point3*>> vKeyGroup;
     for (size_t first = 0, last; first < vCandidates.size(); first = last) {
+        // Input point and handle of a candidate further on: in curve order both are random accesses.
+        if (first + prefetchDistance < vCandidates.size()) {
+            const size_t ahead = vCandidates[first + prefetchDistance].index;
+            __builtin_prefetch(&vPoints[ahead]);
+            __builtin_prefetch(&vUserHandles[ahead], 1);
+        }
         const Candidate& head = vCandidates[first];
         const Point3& p = vPoints[head.index];
         for (last = first + 1; last < vCandidates.size() && vCandidates[last].key == head.key; ++last) {
@@ -278,21 +300,9 @@ void HC3::getVertices(std::vector<Point3*>& vVertices) const
     }
 }
 
-void HC3::sortByCurveKey(std::vector<Point3*>& vVertices)
+void HC3::sortByCurveKey(std::vector<Point3*>& vVertices, int numThreads)
 {
-    // Three passes of nine bits each, least significant first; each pass is stable.
-    constexpr unsigned bitsPerPass = numBits / 3;
-    constexpr size_t numBuckets = size_t(1) << bitsPerPass;
-    std::vector<Point3*> vSorted(vVertices.size());
-    for (unsigned shift = 0; shift < numBits; shift += bitsPerPass) {
-        const auto bucketOf = [shift](const Point3* p) { return p->getCurveKey() >> shift & (numBuckets - 1); };
-        std::array<size_t, numBuckets> aStart{};
-        for (const Point3* p : vVertices) ++aStart[bucketOf(p)];
-        size_t first = 0;
-        for (size_t& start : aStart) first += std::exchange(start, first);
-        for (Point3* p : vVertices) vSorted[aStart[bucketOf(p)]++] = p;
-        vVertices.swap(vSorted);
-    }
+    radixSortOnThreads(vVertices, [](const Point3* p) { return p->getCurveKey(); }, numBits, numThreads);
 }
 
 bool HC3::growsBox(const Point3* pPoints, size_t numPoints)

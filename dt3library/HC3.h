@@ -40,8 +40,9 @@ public:
     HC3(const HC3&) = delete;
     HC3& operator=(const HC3&) = delete;
 
-    // Keys are below this bound.
-    static constexpr uint32_t numKeys = uint32_t(1) << 27;
+    // Keys have this many bits (9 levels of 3: a grid of 512 cells per axis) and are below numKeys.
+    static constexpr unsigned numBits = 27;
+    static constexpr uint32_t numKeys = uint32_t(1) << numBits;
     // Key of p in the grid of the last re-keying; needs at least one registered point.
     uint32_t getHilbertIndex(const Point3& p) const;
     // Key of p on the curve of a grid moved by the fractions aMove of the box's extent, wrapping
@@ -51,9 +52,9 @@ public:
     // tetrahedron near it along the curve, or null.
     std::pair<Point3*, Tet3*> insert(const Point3& p);
     // vUserHandles (empty on entry) gets the vertex of each input point; the vertices created by
-    // this call are appended to vNewVertices in curve order.
+    // this call are appended to vNewVertices in curve order. Keys and sort use numThreads threads.
     void insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUserHandles,
-                std::vector<Point3*>& vNewVertices);
+                std::vector<Point3*>& vNewVertices, int numThreads = 1);
     // The first incident tetrahedron found walking the curve forward from p's position, else backward.
     Tet3* getStartTet(const Point3& p);
     // For a registered vertex: the first incident tetrahedron that accept takes, among those of the
@@ -86,8 +87,8 @@ public:
         return pFound;
     }
     // Puts the vertices in the order of their own curve keys (Point3::getCurveKey), keeping the
-    // order of equal keys: a radix sort, linear in the count.
-    static void sortByCurveKey(std::vector<Point3*>& vVertices);
+    // order of equal keys: a radix sort, linear in the count, on numThreads threads.
+    static void sortByCurveKey(std::vector<Point3*>& vVertices, int numThreads);
     // Appends all vertices in curve order.
     void getVertices(std::vector<Point3*>& vVertices) const;
     size_t getNumVertices() const { return numEntries; }
@@ -100,8 +101,6 @@ private:
         size_t offset;
     };
 
-    // 9 levels of 3 bits: a grid of 512 cells per axis.
-    static constexpr unsigned numBits = 27;
     static_assert(numBits < 33 && numBits % 3 == 0, "HC3: invalid bitlength");
     static_assert(numKeys == uint32_t(1) << numBits, "HC3: key bound");
 

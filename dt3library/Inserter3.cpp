@@ -302,20 +302,21 @@ Tet3* Inserter3::insertLocatedInRegion(Point3* pVtx, Tet3* pLocated)
     return fillOwnedCavity(pVtx);
 }
 
-// Marks the conflict region of pVtx visited and lists it in vConflictTets. False, with the
-// marks left for the caller to undo, when a tetrahedron in conflict is not owned or the cavity
-// needs more records or labels than are left.
+// Marks the conflict region of pVtx visited, lists it in vConflictTets and its boundary facets in
+// vCavityFacets. False, with the marks left for the caller to undo, when a tetrahedron in conflict
+// is not owned or the cavity needs more records or labels than are left.
 bool Inserter3::growOwnedConflictRegion(const Point3* pVtx, Tet3* pLocated)
 {
     vConflictTets.clear();
+    vCavityFacets.clear();
     pLocated->hasBeenVisited = true;
     vConflictTets.push_back(pLocated);
-    size_t numBoundaryFacets = 0;
     for (size_t i = 0; i < vConflictTets.size(); ++i) {
+        Tet3* pTet = vConflictTets[i];
         for (int k = 0; k < 4; ++k) {
-            Tet3* pOpp = vConflictTets[i]->getOppTet(k);
+            Tet3* pOpp = pTet->getOppTet(k);
             if (pOpp == nullptr || (!pOpp->hasBeenVisited && !conflicts(pOpp, pVtx))) {
-                ++numBoundaryFacets;
+                vCavityFacets.push_back({pTet, pOpp, k});
                 continue;
             }
             if (pOpp->hasBeenVisited) continue;
@@ -326,19 +327,14 @@ bool Inserter3::growOwnedConflictRegion(const Point3* pVtx, Tet3* pLocated)
     }
     // One new tetrahedron per boundary facet; this cavity's records are reusable only after it.
     const size_t numFreeRecords = vRecycledTets.size() + static_cast<size_t>(pRecordsEnd - pNextRecord);
-    return numBoundaryFacets <= numFreeRecords && numBoundaryFacets <= static_cast<size_t>(labelsEnd - nextLabel);
+    return vCavityFacets.size() <= numFreeRecords && vCavityFacets.size() <= static_cast<size_t>(labelsEnd - nextLabel);
 }
 
+// The facets in the order the search met them: the order of the sequential path's fill.
 Tet3* Inserter3::fillOwnedCavity(Point3* pVtx)
 {
     Tet3* pLastNew = nullptr;
-    for (Tet3* pDoomedTet : vConflictTets) {
-        for (int k = 0; k < 4; ++k) {
-            Tet3* pOpp = pDoomedTet->getOppTet(k);
-            if (pOpp != nullptr && pOpp->hasBeenVisited) continue;
-            pLastNew = fillCavityFacet(pVtx, pDoomedTet, k, pOpp);
-        }
-    }
+    for (const CavityFacet& facet : vCavityFacets) pLastNew = fillCavityFacet(pVtx, facet.pDoomedTet, facet.face, facet.pOppTet);
     checkAllFacetsGlued();
     // Free only now, so that the fill never reuses a record whose links it still reads.
     for (Tet3* pDoomedTet : vConflictTets) {

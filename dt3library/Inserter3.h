@@ -126,6 +126,13 @@ private:
     // Scratch lists of one insertion; members so that their capacity survives between insertions.
     std::vector<Tet3*> vStack;
     std::vector<Tet3*> vConflictTets;
+    // A facet of a region's cavity: face `face` of a doomed tetrahedron, and the survivor across it.
+    struct CavityFacet {
+        Tet3* pDoomedTet;
+        Tet3* pOppTet;
+        int face;
+    };
+    std::vector<CavityFacet> vCavityFacets;
     std::vector<Tet3*> vCapTets;
     std::vector<Edge3> vEdgeStack;
     std::vector<std::pair<const Point3*, const Point3*>> vSeenEdges;
