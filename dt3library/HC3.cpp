@@ -107,6 +107,34 @@ std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Po
     return vCandidates;
 }
 
+// Marks a candidate that leads a new vertex; keys never reach this bit.
+constexpr uint32_t leadsNewVertex = uint32_t(1) << 31;
+static_assert(HC3::numKeys <= leadsNewVertex, "HC3: the mark of new vertices needs a free key bit");
+
+// Builds each new vertex in the record the merge gave it, from the input point of the candidate
+// marked as its lead, on numThreads threads: writing the records, a fresh page for every hundred
+// vertices, is most of a large batch's merge.
+void buildNewVertices(const std::vector<Point3>& vPoints, const std::vector<Candidate>& vCandidates,
+                      const std::vector<Point3*>& vUserHandles, int numThreads)
+{
+    constexpr size_t candidatesPerTask = 65536;
+    auto buildChunk = [&](int /*worker*/, size_t task) {
+        const size_t end = std::min(vCandidates.size(), (task + 1) * candidatesPerTask);
+        for (size_t c = task * candidatesPerTask; c < end; ++c) {
+            if (c + prefetchDistance < end) {
+                const size_t ahead = vCandidates[c + prefetchDistance].index;
+                __builtin_prefetch(&vPoints[ahead]);
+                __builtin_prefetch(&vUserHandles[ahead]);
+            }
+            if (!(vCandidates[c].key & leadsNewVertex)) continue;
+            const size_t index = vCandidates[c].index;
+            Point3* pVtx = new (vUserHandles[index]) Point3(vPoints[index]);
+            pVtx->setCurveKey(vCandidates[c].key & ~leadsNewVertex);
+        }
+    };
+    runTasks(numThreads, (vCandidates.size() + candidatesPerTask - 1) / candidatesPerTask, buildChunk);
+}
+
 // The largest binary exponent among the non-zero values, or INT_MIN.
 int largestExponent(std::initializer_list<double> values)
 {
@@ -230,45 +258,44 @@ void HC3::insert(const std::vector<Point3>& vPoints, std::vector<Point3*>& vUser
         growBoxAndRekey();
     vUserHandles.resize(vPoints.size());
 
-    const std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints, numThreads);
+    std::vector<Candidate> vCandidates = candidatesInSetOrder(*this, vPoints, numThreads);
     // The set and the sorted candidates are walked together, as in a merge: old entries move into
-    // fresh blocks, and each new vertex is created and placed among them in set order, so that
-    // curve neighbours end up next to each other in memory and no list of new entries is needed.
+    // fresh blocks, and each new vertex gets its record and is placed among them in set order, so
+    // that curve neighbours end up next to each other in memory and no list of new entries is
+    // needed. The candidate that leads a new vertex is marked; the vertices are built afterwards.
     EntryCursor oldEntries(vBlocks);
     numEntries = 0;
     // The new vertices of one key: the set orders them by coordinates, vNewVertices by input order.
     std::vector<std::pair<size_t, Point3*>> vKeyGroup;
     for (size_t first = 0, last; first < vCandidates.size(); first = last) {
-        // Input point and handle of a candidate further on: in curve order both are random accesses.
-        if (first + prefetchDistance < vCandidates.size()) {
-            const size_t ahead = vCandidates[first + prefetchDistance].index;
-            __builtin_prefetch(&vPoints[ahead]);
-            __builtin_prefetch(&vUserHandles[ahead], 1);
-        }
-        const Candidate& head = vCandidates[first];
-        const Point3& p = vPoints[head.index];
-        for (last = first + 1; last < vCandidates.size() && vCandidates[last].key == head.key; ++last) {
+        // The handle of a candidate further on: in curve order, handles are random accesses.
+        if (first + prefetchDistance < vCandidates.size())
+            __builtin_prefetch(&vUserHandles[vCandidates[first + prefetchDistance].index], 1);
+        const uint32_t key = vCandidates[first].key;
+        const Point3& p = vPoints[vCandidates[first].index];
+        for (last = first + 1; last < vCandidates.size() && vCandidates[last].key == key; ++last) {
             if (!equivalent(p, vPoints[vCandidates[last].index]))
                 break;
         }
-        while (!oldEntries.atEnd() && entryBeforeProbe(oldEntries.current(), head.key, &p))
+        while (!oldEntries.atEnd() && entryBeforeProbe(oldEntries.current(), key, &p))
             appendEntry(oldEntries.take());
         Point3* pVtx;
-        if (!oldEntries.atEnd() && isEntryOf(oldEntries.current(), head.key, p)) {
+        if (!oldEntries.atEnd() && isEntryOf(oldEntries.current(), key, p)) {
             pVtx = oldEntries.current().pVtx;
         } else {
-            const IdxVtx entry = newEntry(p, head.key);
-            appendEntry(entry);
-            pVtx = entry.pVtx;
-            vKeyGroup.emplace_back(head.index, pVtx);
+            pVtx = vertexPool.getNewRecord();
+            appendEntry(IdxVtx{key, pVtx});
+            vKeyGroup.emplace_back(vCandidates[first].index, pVtx);
+            vCandidates[first].key |= leadsNewVertex;
         }
         for (size_t c = first; c < last; ++c)
             vUserHandles[vCandidates[c].index] = pVtx;
-        if (last == vCandidates.size() || vCandidates[last].key != head.key)
+        if (last == vCandidates.size() || vCandidates[last].key != key)
             appendInInputOrder(vKeyGroup, vNewVertices);
     }
     while (!oldEntries.atEnd())
         appendEntry(oldEntries.take());
+    buildNewVertices(vPoints, vCandidates, vUserHandles, numThreads);
 }
 
 Tet3* HC3::getStartTet(const Point3& p)
