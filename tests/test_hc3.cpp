@@ -113,10 +113,10 @@ protected:
         ASSERT_EQ(result.second, pExpectedHint);
     }
 
-    void insertBatch(const std::vector<Point3>& vPoints)
+    void insertBatch(const std::vector<Point3>& vPoints, int numThreads = 1)
     {
         std::vector<Point3*> vHandles, vNew;
-        reg.insert(vPoints, vHandles, vNew);
+        reg.insert(vPoints, vHandles, vNew, numThreads);
         // New vertices come in (key, input index) order of their first input; keys are final now.
         std::vector<std::pair<uint32_t, size_t>> vExpectedNew;
         std::map<Coords, size_t> firstInput;
@@ -191,6 +191,13 @@ TEST_F(HC3AgainstModel, MixedInsertionsWithGrowingBoxAndManyDuplicates)
         }
         ASSERT_NO_FATAL_FAILURE(checkOrder());
     }
+    // A batch large enough to be keyed, sorted and built in several chunks on several threads,
+    // mostly of new points so that the chunks' borders fall between new vertices.
+    std::vector<Point3> vLarge;
+    std::uniform_real_distribution<double> anywhere(0, spread);
+    for (int i = 0; i < 150000; ++i) vLarge.push_back(i % 4 == 0 ? randomPoint(spread) : Point3(anywhere(rng), anywhere(rng), anywhere(rng)));
+    ASSERT_NO_FATAL_FAILURE(insertBatch(vLarge, 3));
+    ASSERT_NO_FATAL_FAILURE(checkOrder());
     // A single point far outside re-keys too.
     ASSERT_NO_FATAL_FAILURE(insertSingle(Point3(-10 * spread, 3 * spread, 0.5)));
     ASSERT_NO_FATAL_FAILURE(checkOrder());
