@@ -19,15 +19,17 @@ for config in Debug Release; do
   echo "=== ${config} tests ==="
   (cd "$dir" && ctest -j "$jobs" --output-on-failure --timeout 1500) || status=1
 done
-# The tests of threaded insertion (and of engines in several threads) under ThreadSanitizer: any
-# report fails them. Only that program is built.
+# The tests of threaded insertion (and of engines in several threads) and of the registry, whose
+# large batches are keyed, sorted and built on threads, under ThreadSanitizer: any report fails
+# them. Only those programs are built.
 echo "=== ThreadSanitizer ==="
 dir=build/test-tsan
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DVESK3D_SANITIZE_THREAD=ON -DVESK3D_BUILD_APP=OFF \
       -DVESK3D_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build "$dir" -j "$jobs" --target test_engine_parallel
+cmake --build "$dir" -j "$jobs" --target test_engine_parallel test_hc3
 export TSAN_OPTIONS="halt_on_error=1 exitcode=66"
 "$dir/tests/test_engine_parallel" --gtest_filter='-*EveryFamily*:*Zero*' || status=1
+"$dir/tests/test_hc3" --gtest_filter='HC3AgainstModel.*' || status=1
 unset TSAN_OPTIONS
 # Debian's Python packages belong to /usr/bin/python3 (another python3 may come first on the PATH):
 # a virtual environment made from it sees them, and pip builds offline with its build tools. Any
