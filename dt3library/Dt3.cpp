@@ -365,11 +365,8 @@ bool Dt3::mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) 
 void Dt3::keyOnGrid(const double aMove[3], const std::vector<Point3*>& vVertices)
 {
     constexpr size_t verticesPerTask = 65536;
-    auto keyChunk = [&](int /*worker*/, size_t task) {
-        const size_t end = std::min(vVertices.size(), (task + 1) * verticesPerTask);
-        for (size_t i = task * verticesPerTask; i < end; ++i) vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove));
-    };
-    runTasks(numThreads, (vVertices.size() + verticesPerTask - 1) / verticesPerTask, keyChunk);
+    forEachIndexOnThreads(numThreads, vVertices.size(), verticesPerTask,
+                          [&](size_t i) { vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove)); });
 }
 
 // Returns false, inserting nothing, when the labels of the round would overflow.

@@ -30,6 +30,8 @@ constexpr uint32_t NEXT[8][12] = {
 
 // How many candidates ahead the batch merge asks for the memory it will read.
 constexpr size_t prefetchDistance = 16;
+// Points of a batch per task of its threaded steps.
+constexpr size_t pointsPerTask = 65536;
 
 // Blocks are refilled to this size on every rebuild and split when a single insertion doubles one.
 constexpr size_t blockFill = 512;
@@ -85,13 +87,8 @@ struct Candidate {
 // after the stable sort, are then put in set order.
 std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Point3>& vPoints, int numThreads)
 {
-    constexpr size_t pointsPerTask = 65536;
     std::vector<Candidate> vCandidates(vPoints.size());
-    auto keyChunk = [&](int /*worker*/, size_t task) {
-        const size_t end = std::min(vPoints.size(), (task + 1) * pointsPerTask);
-        for (size_t i = task * pointsPerTask; i < end; ++i) vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i};
-    };
-    runTasks(numThreads, (vPoints.size() + pointsPerTask - 1) / pointsPerTask, keyChunk);
+    forEachIndexOnThreads(numThreads, vPoints.size(), pointsPerTask, [&](size_t i) { vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i}; });
     radixSortOnThreads(vCandidates, [](const Candidate& c) { return c.key; }, HC3::numBits, numThreads);
     const auto inSetOrder = [&vPoints](const Candidate& a, const Candidate& b) {
         const Point3& pa = vPoints[a.index];
@@ -117,22 +114,17 @@ static_assert(HC3::numKeys <= leadsNewVertex, "HC3: the mark of new vertices nee
 void buildNewVertices(const std::vector<Point3>& vPoints, const std::vector<Candidate>& vCandidates,
                       const std::vector<Point3*>& vUserHandles, int numThreads)
 {
-    constexpr size_t candidatesPerTask = 65536;
-    auto buildChunk = [&](int /*worker*/, size_t task) {
-        const size_t end = std::min(vCandidates.size(), (task + 1) * candidatesPerTask);
-        for (size_t c = task * candidatesPerTask; c < end; ++c) {
-            if (c + prefetchDistance < end) {
-                const size_t ahead = vCandidates[c + prefetchDistance].index;
-                __builtin_prefetch(&vPoints[ahead]);
-                __builtin_prefetch(&vUserHandles[ahead]);
-            }
-            if (!(vCandidates[c].key & leadsNewVertex)) continue;
-            const size_t index = vCandidates[c].index;
-            Point3* pVtx = new (vUserHandles[index]) Point3(vPoints[index]);
-            pVtx->setCurveKey(vCandidates[c].key & ~leadsNewVertex);
+    forEachIndexOnThreads(numThreads, vCandidates.size(), pointsPerTask, [&](size_t c) {
+        if (c + prefetchDistance < vCandidates.size()) {
+            const size_t ahead = vCandidates[c + prefetchDistance].index;
+            __builtin_prefetch(&vPoints[ahead]);
+            __builtin_prefetch(&vUserHandles[ahead]);
         }
-    };
-    runTasks(numThreads, (vCandidates.size() + candidatesPerTask - 1) / candidatesPerTask, buildChunk);
+        if (!(vCandidates[c].key & leadsNewVertex)) return;
+        const size_t index = vCandidates[c].index;
+        Point3* pVtx = new (vUserHandles[index]) Point3(vPoints[index]);
+        pVtx->setCurveKey(vCandidates[c].key & ~leadsNewVertex);
+    });
 }
 
 // The largest binary exponent among the non-zero values, or INT_MIN.

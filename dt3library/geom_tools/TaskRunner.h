@@ -47,6 +47,18 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
         if (error) std::rethrow_exception(error);
 }
 
+// Calls visit(i) for every i in [0, n), in tasks of indicesPerTask consecutive indices on up to
+// numWorkers threads.
+template <class Visit>
+void forEachIndexOnThreads(int numWorkers, size_t n, size_t indicesPerTask, Visit visit)
+{
+    auto visitChunk = [&](int /*worker*/, size_t task) {
+        const size_t end = std::min(n, (task + 1) * indicesPerTask);
+        for (size_t i = task * indicesPerTask; i < end; ++i) visit(i);
+    };
+    runTasks(numWorkers, (n + indicesPerTask - 1) / indicesPerTask, visitChunk);
+}
+
 // Sorts v by keyOf(element), an unsigned key below 2^numBits, keeping the order of equal keys: a
 // radix sort of nine bits a pass, least significant first, on up to numWorkers threads. Each pass
 // counts the chunks' keys side by side, then scatters the chunks side by side; the result is the
