@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <iomanip>
 #include <sstream>
 #include <utility>
@@ -379,9 +380,15 @@ bool Dt3::insertRoundInParallel(std::vector<Point3*>& vPending)
     const int numWorkers = std::min<int>(numThreads, static_cast<int>(vParts.size()));
     std::vector<std::unique_ptr<Inserter3>> vWorkers;
     for (int worker = 0; worker < numWorkers; ++worker) vWorkers.push_back(std::make_unique<Inserter3>(tetPool, predicates));
+    // Largest parts first, so that the workers finish together; a part's budgets are its own, so
+    // which worker inserts it, and when, changes nothing in the mesh.
+    std::vector<size_t> vLargestFirst(vParts.size());
+    std::iota(vLargestFirst.begin(), vLargestFirst.end(), size_t(0));
+    const auto numPoints = [&vParts](size_t p) { return vParts[p].last - vParts[p].first; };
+    std::stable_sort(vLargestFirst.begin(), vLargestFirst.end(), [&](size_t a, size_t b) { return numPoints(a) > numPoints(b); });
     auto insertPart = [&](int worker, size_t task) {
         Inserter3& inserter = *vWorkers[worker];
-        Part& part = vParts[task];
+        Part& part = vParts[vLargestFirst[task]];
         inserter.recycledTets().assign(vFree.begin() + part.firstFree, vFree.begin() + part.endFree);
         inserter.enterRegion(part.region);
         Tet3* pStart = part.pStartTet;
