@@ -87,8 +87,10 @@ int Inserter3::walk(const Point3* pVtx, Tet3*& pStartTet) const
         if (orientation == ORIENTATION3_NEGATIVE) {
             Tet3* pNext = pStartTet->getOppTet(i);
             if (pNext == nullptr) return i;
-            if (bInRegion && !region.holdsAll(pNext)) return walkLeftRegion;
             const int entryFace = pNext->getIntraTetIndex(pStartTet);
+            // The walk stands on owned tetrahedra only, so the corner across the entry face is the
+            // only one of pNext that may lie outside the region.
+            if (bInRegion && !region.holds(pNext->getCorner(entryFace))) return walkLeftRegion;
             pStartTet = pNext;
             i = nextFace[entryFace];
             facesToTest = 3;
