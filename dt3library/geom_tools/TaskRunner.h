@@ -16,8 +16,8 @@ namespace VESK3D {
 
 // Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads of their own, which
 // claim tasks in order from a counter; the caller waits (for one worker or one task, the caller
-// does the work itself). After every thread is joined, the exception of the lowest failing task is rethrown
-// here; a failure stops the claiming of tasks.
+// does the work itself). After every thread is joined, the exception of the lowest failing task
+// is rethrown here; a failure stops the claiming of tasks.
 template <class Work>
 void runTasks(int numWorkers, size_t numTasks, Work& work)
 {
