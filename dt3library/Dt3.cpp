@@ -365,9 +365,7 @@ bool Dt3::mostlyOutsideHull(const std::vector<Point3*>& vLevel, Tet3* pLastTet) 
 // vertices not in the mesh yet keep stale ones.
 void Dt3::keyOnGrid(const double aMove[3], const std::vector<Point3*>& vVertices)
 {
-    constexpr size_t verticesPerTask = 65536;
-    forEachIndexOnThreads(numThreads, vVertices.size(), verticesPerTask,
-                          [&](size_t i) { vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove)); });
+    forEachIndexOnThreads(numThreads, vVertices.size(), [&](size_t i) { vVertices[i]->setCurveKey(registry.getMovedHilbertIndex(*vVertices[i], aMove)); });
 }
 
 // Returns false, inserting nothing, when the labels of the round would overflow.

@@ -30,8 +30,6 @@ constexpr uint32_t NEXT[8][12] = {
 
 // How many candidates ahead the batch merge asks for the memory it will read.
 constexpr size_t prefetchDistance = 16;
-// Points of a batch per task of its threaded steps.
-constexpr size_t pointsPerTask = 65536;
 
 // Blocks are refilled to this size on every rebuild and split when a single insertion doubles one.
 constexpr size_t blockFill = 512;
@@ -88,7 +86,7 @@ struct Candidate {
 std::vector<Candidate> candidatesInSetOrder(const HC3& reg, const std::vector<Point3>& vPoints, int numThreads)
 {
     std::vector<Candidate> vCandidates(vPoints.size());
-    forEachIndexOnThreads(numThreads, vPoints.size(), pointsPerTask, [&](size_t i) { vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i}; });
+    forEachIndexOnThreads(numThreads, vPoints.size(), [&](size_t i) { vCandidates[i] = {reg.getHilbertIndex(vPoints[i]), i}; });
     radixSortOnThreads(vCandidates, [](const Candidate& c) { return c.key; }, HC3::numBits, numThreads);
     const auto inSetOrder = [&vPoints](const Candidate& a, const Candidate& b) {
         const Point3& pa = vPoints[a.index];
@@ -114,7 +112,7 @@ static_assert(HC3::numKeys <= leadsNewVertex, "HC3: the mark of new vertices nee
 void buildNewVertices(const std::vector<Point3>& vPoints, const std::vector<Candidate>& vCandidates,
                       const std::vector<Point3*>& vUserHandles, int numThreads)
 {
-    forEachIndexOnThreads(numThreads, vCandidates.size(), pointsPerTask, [&](size_t c) {
+    forEachIndexOnThreads(numThreads, vCandidates.size(), [&](size_t c) {
         if (c + prefetchDistance < vCandidates.size()) {
             const size_t ahead = vCandidates[c + prefetchDistance].index;
             __builtin_prefetch(&vPoints[ahead]);

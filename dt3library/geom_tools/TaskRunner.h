@@ -14,6 +14,10 @@
 
 namespace VESK3D {
 
+// Elements per task of a step split over threads: enough that a task outweighs handing it out, and
+// that a step on a small batch stays on the calling thread.
+constexpr size_t elementsPerTask = 65536;
+
 // Runs work(worker, task) for tasks 0..numTasks-1 on up to numWorkers threads of their own, which
 // claim tasks in order from a counter; the caller waits (for one worker or one task, the caller
 // does the work itself). After every thread is joined, the exception of the lowest failing task
@@ -47,16 +51,16 @@ void runTasks(int numWorkers, size_t numTasks, Work& work)
         if (error) std::rethrow_exception(error);
 }
 
-// Calls visit(i) for every i in [0, n), in tasks of indicesPerTask consecutive indices on up to
+// Calls visit(i) for every i in [0, n), in tasks of elementsPerTask consecutive indices on up to
 // numWorkers threads.
 template <class Visit>
-void forEachIndexOnThreads(int numWorkers, size_t n, size_t indicesPerTask, Visit visit)
+void forEachIndexOnThreads(int numWorkers, size_t n, Visit visit)
 {
     auto visitChunk = [&](int /*worker*/, size_t task) {
-        const size_t end = std::min(n, (task + 1) * indicesPerTask);
-        for (size_t i = task * indicesPerTask; i < end; ++i) visit(i);
+        const size_t end = std::min(n, (task + 1) * elementsPerTask);
+        for (size_t i = task * elementsPerTask; i < end; ++i) visit(i);
     };
-    runTasks(numWorkers, (n + indicesPerTask - 1) / indicesPerTask, visitChunk);
+    runTasks(numWorkers, (n + elementsPerTask - 1) / elementsPerTask, visitChunk);
 }
 
 // Sorts v by keyOf(element), an unsigned key below 2^numBits, keeping the order of equal keys: a
@@ -68,17 +72,17 @@ void radixSortOnThreads(std::vector<T>& v, KeyOf keyOf, unsigned numBits, int nu
 {
     constexpr unsigned bitsPerPass = 9;
     constexpr size_t numBuckets = size_t(1) << bitsPerPass;
-    constexpr size_t minChunk = 65536;
     const size_t n = v.size();
-    const size_t numChunks = std::max<size_t>(1, std::min<size_t>(std::max(numWorkers, 1), n / minChunk));
+    const size_t numChunks = std::max<size_t>(1, std::min<size_t>(std::max(numWorkers, 1), n / elementsPerTask));
     const size_t chunk = (n + numChunks - 1) / numChunks;
+    const auto chunkEnd = [n, chunk](size_t c) { return std::min(n, (c + 1) * chunk); };
     std::vector<T> vSorted(n);
     std::vector<std::array<size_t, numBuckets>> vNext(numChunks);
     for (unsigned shift = 0; shift < numBits; shift += bitsPerPass) {
         const auto bucketOf = [&keyOf, shift](const T& element) { return keyOf(element) >> shift & (numBuckets - 1); };
         auto count = [&](int /*worker*/, size_t c) {
             vNext[c].fill(0);
-            for (size_t i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) ++vNext[c][bucketOf(v[i])];
+            for (size_t i = c * chunk; i < chunkEnd(c); ++i) ++vNext[c][bucketOf(v[i])];
         };
         runTasks(numWorkers, numChunks, count);
         // Where each chunk's share of each bucket starts: buckets in order, chunks in order within.
@@ -86,7 +90,7 @@ void radixSortOnThreads(std::vector<T>& v, KeyOf keyOf, unsigned numBits, int nu
         for (size_t bucket = 0; bucket < numBuckets; ++bucket)
             for (std::array<size_t, numBuckets>& next : vNext) first += std::exchange(next[bucket], first);
         auto scatter = [&](int /*worker*/, size_t c) {
-            for (size_t i = c * chunk; i < std::min(n, (c + 1) * chunk); ++i) vSorted[vNext[c][bucketOf(v[i])]++] = v[i];
+            for (size_t i = c * chunk; i < chunkEnd(c); ++i) vSorted[vNext[c][bucketOf(v[i])]++] = v[i];
         };
         runTasks(numWorkers, numChunks, scatter);
         v.swap(vSorted);
