@@ -216,6 +216,9 @@ constexpr size_t minPointsPerPart = 2048;
 constexpr size_t maxPointsPerPart = 131072;
 constexpr size_t minParallelLevel = minPartsPerRound * minPointsPerPart;
 constexpr size_t minParallelRound = 2048;
+// A round keys every vertex of the mesh; with fewer waiting points than a 256th of those, the
+// sequential path inserts them sooner than the keys are made.
+constexpr size_t maxKeysPerWaitingPoint = 256;
 constexpr double maxDeferredShare = 0.5;
 constexpr size_t maxHullSamples = 256;
 // The grid's move in each round, in fractions of the box. Two moves that differ by a third or a
@@ -299,11 +302,14 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
     }
 }
 
+// In pool order, which reads the records in a stream; a list of every registered vertex first
+// would cost a page fault per 512 of them while the mesh holds only the first few levels.
 std::vector<Point3*> Dt3::meshVertices() const
 {
     std::vector<Point3*> vVertices;
-    registry.getVertices(vVertices);
-    vVertices.erase(std::remove_if(vVertices.begin(), vVertices.end(), [](const Point3* p) { return p->getOneTet() == nullptr; }), vVertices.end());
+    registry.getVertexPool().forEachRecord([&vVertices](Point3* p) {
+        if (p->getOneTet() != nullptr) vVertices.push_back(p);
+    });
     return vVertices;
 }
 
@@ -330,7 +336,10 @@ Tet3* Dt3::insertLevelInParallel(const std::vector<Point3*>& vLevel, const std::
 {
     std::vector<Point3*> vPending(vLevel);
     const bool bWorthRounds = !mostlyOutsideHull(vLevel, pLastTet);
-    for (size_t round = 0; bWorthRounds && round < numRounds && vPending.size() >= minParallelRound; ++round) {
+    size_t numKeyed = vLevel.size();
+    for (const std::vector<Point3*>& vVertices : vInMesh) numKeyed += vVertices.size();
+    const auto worthRound = [&] { return vPending.size() >= minParallelRound && vPending.size() * maxKeysPerWaitingPoint >= numKeyed; };
+    for (size_t round = 0; bWorthRounds && round < numRounds && worthRound(); ++round) {
         const size_t numBefore = vPending.size();
         for (const std::vector<Point3*>& vVertices : vInMesh) keyOnGrid(gridMoves[round], vVertices);
         keyOnGrid(gridMoves[round], vLevel);

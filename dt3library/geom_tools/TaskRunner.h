@@ -7,8 +7,10 @@
 #include <atomic>
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <system_error>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -66,23 +68,28 @@ void forEachIndexOnThreads(int numWorkers, size_t n, Visit visit)
 // Sorts v by keyOf(element), an unsigned key below 2^numBits, keeping the order of equal keys: a
 // radix sort of nine bits a pass, least significant first, on up to numWorkers threads. Each pass
 // counts the chunks' keys side by side, then scatters the chunks side by side; the result is the
-// one stable order, whatever the number of threads.
+// one stable order, whatever the number of threads. The scratch copy is default-initialised, which
+// leaves pointers and types like HC3's candidates unwritten: its pages are first touched by the
+// scattering threads rather than zeroed by the caller.
 template <class T, class KeyOf>
 void radixSortOnThreads(std::vector<T>& v, KeyOf keyOf, unsigned numBits, int numWorkers)
 {
+    static_assert(std::is_trivially_copyable<T>::value, "radixSortOnThreads: elements are moved as bytes");
     constexpr unsigned bitsPerPass = 9;
     constexpr size_t numBuckets = size_t(1) << bitsPerPass;
     const size_t n = v.size();
     const size_t numChunks = std::max<size_t>(1, std::min<size_t>(std::max(numWorkers, 1), n / elementsPerTask));
     const size_t chunk = (n + numChunks - 1) / numChunks;
     const auto chunkEnd = [n, chunk](size_t c) { return std::min(n, (c + 1) * chunk); };
-    std::vector<T> vSorted(n);
+    const std::unique_ptr<T[]> pScratch(new T[n]);
+    T* pFrom = v.data();
+    T* pTo = pScratch.get();
     std::vector<std::array<size_t, numBuckets>> vNext(numChunks);
     for (unsigned shift = 0; shift < numBits; shift += bitsPerPass) {
         const auto bucketOf = [&keyOf, shift](const T& element) { return keyOf(element) >> shift & (numBuckets - 1); };
         auto count = [&](int /*worker*/, size_t c) {
             vNext[c].fill(0);
-            for (size_t i = c * chunk; i < chunkEnd(c); ++i) ++vNext[c][bucketOf(v[i])];
+            for (size_t i = c * chunk; i < chunkEnd(c); ++i) ++vNext[c][bucketOf(pFrom[i])];
         };
         runTasks(numWorkers, numChunks, count);
         // Where each chunk's share of each bucket starts: buckets in order, chunks in order within.
@@ -90,11 +97,12 @@ void radixSortOnThreads(std::vector<T>& v, KeyOf keyOf, unsigned numBits, int nu
         for (size_t bucket = 0; bucket < numBuckets; ++bucket)
             for (std::array<size_t, numBuckets>& next : vNext) first += std::exchange(next[bucket], first);
         auto scatter = [&](int /*worker*/, size_t c) {
-            for (size_t i = c * chunk; i < chunkEnd(c); ++i) vSorted[vNext[c][bucketOf(v[i])]++] = v[i];
+            for (size_t i = c * chunk; i < chunkEnd(c); ++i) pTo[vNext[c][bucketOf(pFrom[i])]++] = pFrom[i];
         };
         runTasks(numWorkers, numChunks, scatter);
-        v.swap(vSorted);
+        std::swap(pFrom, pTo);
     }
+    if (pFrom != v.data()) std::copy(pFrom, pFrom + n, v.data());
 }
 
 } // namespace VESK3D
