@@ -10,7 +10,6 @@
 #include <memory>
 #include <system_error>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -74,7 +73,6 @@ void forEachIndexOnThreads(int numWorkers, size_t n, Visit visit)
 template <class T, class KeyOf>
 void radixSortOnThreads(std::vector<T>& v, KeyOf keyOf, unsigned numBits, int numWorkers)
 {
-    static_assert(std::is_trivially_copyable<T>::value, "radixSortOnThreads: elements are moved as bytes");
     constexpr unsigned bitsPerPass = 9;
     constexpr size_t numBuckets = size_t(1) << bitsPerPass;
     const size_t n = v.size();
